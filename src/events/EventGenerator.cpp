@@ -1,0 +1,7 @@
+#include <korvane/events/EventGenerator.h>
+
+namespace Korvane {
+
+EventGenerator::~EventGenerator() = default;
+
+}  // namespace Korvane

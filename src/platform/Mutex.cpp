@@ -1,0 +1,90 @@
+#include <korvane/platform/Mutex.h>
+
+#include "platform/MonotonicClock.h"
+
+#include <pthread.h>
+
+namespace Korvane {
+
+struct Mutex::Private {
+    pthread_mutex_t lock;  // the re-entrant lock handed out by lock()/unlock()
+
+    pthread_mutex_t eventLock;  // guards signalled; held only inside notify/wait
+    pthread_cond_t eventCond;
+    bool signalled = false;
+
+    Private() {
+        pthread_mutexattr_t attributes;
+        pthread_mutexattr_init(&attributes);
+        pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+        pthread_mutex_init(&lock, &attributes);
+        pthread_mutexattr_destroy(&attributes);
+
+        pthread_mutex_init(&eventLock, nullptr);
+        Internal::initMonotonicCondition(&eventCond);
+    }
+    ~Private() {
+        pthread_cond_destroy(&eventCond);
+        pthread_mutex_destroy(&eventLock);
+        pthread_mutex_destroy(&lock);
+    }
+};
+
+namespace {
+
+// Releases the event lock also when a cancelled thread unwinds out of a wait.
+class EventLockGuard {
+public:
+    explicit EventLockGuard(pthread_mutex_t* m) : m_mutex(m) { pthread_mutex_lock(m_mutex); }
+    ~EventLockGuard() { pthread_mutex_unlock(m_mutex); }
+    EventLockGuard(const EventLockGuard&) = delete;
+    EventLockGuard& operator=(const EventLockGuard&) = delete;
+
+private:
+    pthread_mutex_t* m_mutex;
+};
+
+constexpr unsigned long kInfinite = 0xFFFFFFFFul;
+
+}  // namespace
+
+Mutex::Mutex() : d(std::make_unique<Private>()) {}
+
+Mutex::~Mutex() = default;
+
+void Mutex::lock() { pthread_mutex_lock(&d->lock); }
+
+void Mutex::unlock() { pthread_mutex_unlock(&d->lock); }
+
+void Mutex::notify() {
+    EventLockGuard guard(&d->eventLock);
+    d->signalled = true;
+    pthread_cond_signal(&d->eventCond);
+}
+
+void Mutex::wait() { wait(kInfinite); }
+
+bool Mutex::wait(unsigned long ms) {
+    ms &= kInfinite;
+    EventLockGuard guard(&d->eventLock);
+    if (ms == kInfinite) {
+        while (!d->signalled) {
+            if (pthread_cond_wait(&d->eventCond, &d->eventLock) != 0) return false;
+        }
+    } else {
+        const timespec deadline = Internal::monotonicDeadline(ms);
+        while (!d->signalled) {
+            const int rc = pthread_cond_timedwait(&d->eventCond, &d->eventLock, &deadline);
+            if (rc == ETIMEDOUT) return true;
+            if (rc != 0) return false;
+        }
+    }
+    d->signalled = false;
+    return true;
+}
+
+MutexLock::MutexLock(Mutex* m) : m_mutex(m) { m_mutex->lock(); }
+
+MutexLock::~MutexLock() { m_mutex->unlock(); }
+
+}  // namespace Korvane
