@@ -7,8 +7,10 @@
 // it at its next cancellation point (Mutex::wait, Thread::sleep, blocking I/O); a
 // body that reaches none within 100 ms (a busy loop) is interrupted by a signal that
 // switches it to asynchronous cancellation. Cancellation unwinds the body's stack, so
-// scope guards such as MutexLock still release their locks; a body that catches
-// everything with catch (...) must rethrow, or the runtime aborts the process.
+// scope guards such as MutexLock release their locks, except in a frame that was
+// interrupted between calls (a spinning loop), whose cleanups do not run. A body
+// that catches everything with catch (...) must rethrow the cancellation, or the
+// runtime aborts the process.
 //
 // Decisions: stop() and join() on a thread that was never started return at once;
 // destroying a never-started Thread ends its parked thread without running the body.
