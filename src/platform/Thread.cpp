@@ -66,10 +66,23 @@ private:
     State* m_state;
 };
 
-// The signal that makes a cancelled busy thread act on its pending cancellation.
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" void __asan_handle_no_return();
+// AddressSanitizer must clear the shadow of the stack before the unwinding starts,
+// or the cleanups of the unwound frames trip over stale redzones. Only the signal
+// handler can do that, so cancellation always goes through it.
+constexpr bool kSignalAtOnce = true;
+#else
+constexpr bool kSignalAtOnce = false;
+#endif
+
+// The signal that makes a cancelled thread act on its pending cancellation at once.
 int escalationSignal() { return SIGRTMIN + 5; }
 
 void onEscalation(int) {
+#if defined(__SANITIZE_ADDRESS__)
+    __asan_handle_no_return();
+#endif
     pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
     pthread_testcancel();
 }
@@ -211,6 +224,7 @@ void Thread::destroy() {
         }
     }
     pthread_cancel(d->handle);
+    if (kSignalAtOnce) pthread_kill(d->handle, escalationSignal());
     // A body that reaches no cancellation point is pushed into asynchronous
     // cancellation; the signal is repeated in case it arrived before the cancel.
     for (int attempt = 0; attempt < 50 && !waitEnded(d->state.get(), 100); ++attempt) {
