@@ -22,5 +22,6 @@
 #include <korvane/events/EventGenerator.h>
 #include <korvane/log/LogFunctions.h>
 #include <korvane/platform/DateTime.h>
+#include <korvane/platform/Dir.h>
 #include <korvane/platform/Mutex.h>
 #include <korvane/platform/Thread.h>
