@@ -20,7 +20,12 @@
 #include <korvane/core/Version.h>
 #include <korvane/events/Event.h>
 #include <korvane/events/EventGenerator.h>
+#include <korvane/log/LogFileWriter.h>
 #include <korvane/log/LogFunctions.h>
+#include <korvane/log/LogItem.h>
+#include <korvane/log/LogString.h>
+#include <korvane/log/LogWriter.h>
+#include <korvane/log/ProfileLogItem.h>
 #include <korvane/platform/DateTime.h>
 #include <korvane/platform/Dir.h>
 #include <korvane/platform/Mutex.h>
