@@ -1,5 +1,6 @@
 #include <korvane/log/ProfileLogItem.h>
 
+#include <cinttypes>
 #include <cstdio>
 #include <ctime>
 
@@ -27,12 +28,15 @@ LogItemInterface* ProfileLogItem::copy() const {
     return new ProfileLogItem(*this);
 }
 
-// The action is printed as the unsigned number its bits make, as "%lu" demands.
+// The action is printed as the unsigned number its bits make. The address is
+// written as hexadecimal digits behind the 0x: glibc's %p brings its own prefix
+// (and "(nil)" for null), which would read 0x0x... in the profile file.
 void ProfileLogItem::print(std::string& line) const {
     char buffer[1024];
-    std::snprintf(buffer, sizeof buffer, "%lu %lu 0x%p %s", static_cast<unsigned long>(m_time),
-                  static_cast<unsigned long>(static_cast<std::uint32_t>(m_action)), m_object,
-                  m_message.get().c_str());
+    std::snprintf(buffer, sizeof buffer, "%lu %lu 0x%" PRIxPTR " %s",
+                  static_cast<unsigned long>(m_time),
+                  static_cast<unsigned long>(static_cast<std::uint32_t>(m_action)),
+                  reinterpret_cast<std::uintptr_t>(m_object), m_message.get().c_str());
     line = buffer;
 }
 

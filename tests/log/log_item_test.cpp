@@ -3,6 +3,7 @@
 #include <korvane/log/ProfileLogItem.h>
 #include <korvane/platform/DateTime.h>
 
+#include <cinttypes>
 #include <cstdio>
 #include <memory>
 #include <sstream>
@@ -97,7 +98,7 @@ TEST(ProfileLogItem, PrintsTicksActionAddressAndMessage) {
     int target = 0;
     const ProfileLogItem item(3, &target, LogString("x"));
     char address[64];
-    std::snprintf(address, sizeof address, "0x%p", static_cast<void*>(&target));
+    std::snprintf(address, sizeof address, "0x%" PRIxPTR, reinterpret_cast<std::uintptr_t>(&target));
 
     const std::vector<std::string> parts = fields(printed(item));
     ASSERT_EQ(parts.size(), 4u) << printed(item);

@@ -2,7 +2,7 @@
 // ProfileLogItem is one timing record for the profile log: the processor-clock tick
 // count (clock()) when it was made, an action code, the address of the object it is
 // about (not owned, only printed) and a message. It prints as
-// "<ticks> <action> 0x<address as %p> <message>", at most 1023 characters.
+// "<ticks> <action> 0x<address in hex> <message>", at most 1023 characters.
 // ProfileAction names the codes the library uses; the record stores any 32-bit code
 // and prints it as a number, so plug-ins pass their own codes from ProfileUser on.
 
