@@ -1,7 +1,9 @@
 #pragma once
 // The named counted handles. Each is a RefPtr over one class of the system, with no
 // fields or behaviour of its own; naming them keeps signatures readable and lets a
-// class be named in a handle before its own header is included.
+// class be named in a handle before its own header is included. They are exported
+// so that a handle's type information is the same in the core, the host and every
+// plug-in.
 
 #include <korvane/core/RefPtr.h>
 
@@ -31,28 +33,28 @@ class Topology;
 class VendorConfig;
 
 // clang-format off
-class BufferRefPtr : public RefPtr<Buffer> { public: using RefPtr<Buffer>::RefPtr; };
-class ChannelRefPtr : public RefPtr<Channel> { public: using RefPtr<Channel>::RefPtr; };
-class DeviceDetectorRefPtr : public RefPtr<DeviceDetector> { public: using RefPtr<DeviceDetector>::RefPtr; };
-class DeviceRefPtr : public RefPtr<Device> { public: using RefPtr<Device>::RefPtr; };
-class DisplayRefPtr : public RefPtr<Display> { public: using RefPtr<Display>::RefPtr; };
-class FrameGrabberDetectorRefPtr : public RefPtr<FrameGrabberDetector> { public: using RefPtr<FrameGrabberDetector>::RefPtr; };
-class FrameGrabberRefPtr : public RefPtr<FrameGrabber> { public: using RefPtr<FrameGrabber>::RefPtr; };
-class HeaderGeneratorRefPtr : public RefPtr<HeaderGenerator> { public: using RefPtr<HeaderGenerator>::RefPtr; };
-class ImgRefPtr : public RefPtr<Image> { public: using RefPtr<Image>::RefPtr; };
-class LogRefPtr : public RefPtr<Log> { public: using RefPtr<Log>::RefPtr; };
-class LogWriterRefPtr : public RefPtr<LogWriter> { public: using RefPtr<LogWriter>::RefPtr; };
-class LutRefPtr : public RefPtr<Lut> { public: using RefPtr<Lut>::RefPtr; };
-class MotionRefPtr : public RefPtr<Motion> { public: using RefPtr<Motion>::RefPtr; };
-class ObjectRefPtr : public RefPtr<Object> { public: using RefPtr<Object>::RefPtr; };
-class OperatorProcessRefPtr : public RefPtr<OperatorProcess> { public: using RefPtr<OperatorProcess>::RefPtr; };
-class OperatorRefPtr : public RefPtr<Operator> { public: using RefPtr<Operator>::RefPtr; };
-class ProcessorRefPtr : public RefPtr<Processor> { public: using RefPtr<Processor>::RefPtr; };
-class ScriptRefPtr : public RefPtr<Script> { public: using RefPtr<Script>::RefPtr; };
-class SensorRefPtr : public RefPtr<Sensor> { public: using RefPtr<Sensor>::RefPtr; };
-class StorageRefPtr : public RefPtr<Storage> { public: using RefPtr<Storage>::RefPtr; };
-class TopologyRefPtr : public RefPtr<Topology> { public: using RefPtr<Topology>::RefPtr; };
-class VendorConfigRefPtr : public RefPtr<VendorConfig> { public: using RefPtr<VendorConfig>::RefPtr; };
+class KORVANE_API BufferRefPtr : public RefPtr<Buffer> { public: using RefPtr<Buffer>::RefPtr; };
+class KORVANE_API ChannelRefPtr : public RefPtr<Channel> { public: using RefPtr<Channel>::RefPtr; };
+class KORVANE_API DeviceDetectorRefPtr : public RefPtr<DeviceDetector> { public: using RefPtr<DeviceDetector>::RefPtr; };
+class KORVANE_API DeviceRefPtr : public RefPtr<Device> { public: using RefPtr<Device>::RefPtr; };
+class KORVANE_API DisplayRefPtr : public RefPtr<Display> { public: using RefPtr<Display>::RefPtr; };
+class KORVANE_API FrameGrabberDetectorRefPtr : public RefPtr<FrameGrabberDetector> { public: using RefPtr<FrameGrabberDetector>::RefPtr; };
+class KORVANE_API FrameGrabberRefPtr : public RefPtr<FrameGrabber> { public: using RefPtr<FrameGrabber>::RefPtr; };
+class KORVANE_API HeaderGeneratorRefPtr : public RefPtr<HeaderGenerator> { public: using RefPtr<HeaderGenerator>::RefPtr; };
+class KORVANE_API ImgRefPtr : public RefPtr<Image> { public: using RefPtr<Image>::RefPtr; };
+class KORVANE_API LogRefPtr : public RefPtr<Log> { public: using RefPtr<Log>::RefPtr; };
+class KORVANE_API LogWriterRefPtr : public RefPtr<LogWriter> { public: using RefPtr<LogWriter>::RefPtr; };
+class KORVANE_API LutRefPtr : public RefPtr<Lut> { public: using RefPtr<Lut>::RefPtr; };
+class KORVANE_API MotionRefPtr : public RefPtr<Motion> { public: using RefPtr<Motion>::RefPtr; };
+class KORVANE_API ObjectRefPtr : public RefPtr<Object> { public: using RefPtr<Object>::RefPtr; };
+class KORVANE_API OperatorProcessRefPtr : public RefPtr<OperatorProcess> { public: using RefPtr<OperatorProcess>::RefPtr; };
+class KORVANE_API OperatorRefPtr : public RefPtr<Operator> { public: using RefPtr<Operator>::RefPtr; };
+class KORVANE_API ProcessorRefPtr : public RefPtr<Processor> { public: using RefPtr<Processor>::RefPtr; };
+class KORVANE_API ScriptRefPtr : public RefPtr<Script> { public: using RefPtr<Script>::RefPtr; };
+class KORVANE_API SensorRefPtr : public RefPtr<Sensor> { public: using RefPtr<Sensor>::RefPtr; };
+class KORVANE_API StorageRefPtr : public RefPtr<Storage> { public: using RefPtr<Storage>::RefPtr; };
+class KORVANE_API TopologyRefPtr : public RefPtr<Topology> { public: using RefPtr<Topology>::RefPtr; };
+class KORVANE_API VendorConfigRefPtr : public RefPtr<VendorConfig> { public: using RefPtr<VendorConfig>::RefPtr; };
 // clang-format on
 
 }  // namespace Korvane

@@ -66,7 +66,7 @@ private:
 };
 
 template <class T>
-class RefPtr : public RefCountBase {
+class KORVANE_API RefPtr : public RefCountBase {
 public:
     using Deleter = void (*)(T*);
 
