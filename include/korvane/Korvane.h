@@ -1,6 +1,11 @@
 #pragma once
 // The whole public interface of KorvaneCore.
 
+#include <korvane/buffers/Buffer.h>
+#include <korvane/buffers/BufferManager.h>
+#include <korvane/buffers/BufferTemplate.h>
+#include <korvane/buffers/FifoTemplate.h>
+#include <korvane/buffers/RingTemplate.h>
 #include <korvane/config/ConfigSerializer.h>
 #include <korvane/config/PropertySerializer.h>
 #include <korvane/config/Registry.h>
