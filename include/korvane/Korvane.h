@@ -24,7 +24,9 @@
 #include <korvane/core/RefPtr.h>
 #include <korvane/core/Version.h>
 #include <korvane/events/Event.h>
+#include <korvane/events/EventDispatcher.h>
 #include <korvane/events/EventGenerator.h>
+#include <korvane/events/EventManager.h>
 #include <korvane/log/LogFileWriter.h>
 #include <korvane/log/LogFunctions.h>
 #include <korvane/log/LogItem.h>

@@ -3,6 +3,7 @@
 #include <korvane/config/PropertySerializer.h>
 #include <korvane/config/StringUtils.h>
 #include <korvane/events/Event.h>
+#include <korvane/events/EventManager.h>
 
 #include <cfloat>
 #include <cmath>
@@ -222,10 +223,15 @@ bool PropertyInterface::getPropertyForce(const std::string& name, char* buffer, 
 
 // ---- writing ----------------------------------------------------------------------
 
+// Called with the lock held; the manager only queues the event. Without a dispatcher
+// the event would be deleted unread, so it is not built: a write then costs no
+// allocation.
 template <class Fill>
 void PropertyInterface::announceChange(const std::string& name, Fill fill) {
-    PropertyEvent event(name);
-    fill(event);
+    if (!EventManager::hasEventDispatcher()) return;
+    auto* event = new PropertyEvent(name);
+    fill(*event);
+    EventManager::get()->postEvent(event, this);
 }
 
 template <class V>

@@ -18,6 +18,7 @@
 #include <korvane/core/ManagerInterface.h>
 #include <korvane/core/RefPtr.h>
 #include <korvane/events/Event.h>
+#include <korvane/events/EventManager.h>
 #include <korvane/log/LogFunctions.h>
 #include <korvane/platform/Mutex.h>
 
@@ -79,9 +80,12 @@ protected:
     static bool setInstanceType(const Handle& object, const std::string& type);
 
     // The one place where changes of the tables are announced, this manager being the
-    // sender. Called with the lock held.
+    // sender. Called with the lock held; the event manager only queues the event. No
+    // event is built while no dispatcher would receive it.
     void notify(Event::Type type, const std::string& typeName, const std::string& instanceName) {
-        ManagerEvent event(type, typeName, instanceName, std::string());
+        if (!EventManager::hasEventDispatcher()) return;
+        EventManager::get()->postEvent(
+            new ManagerEvent(type, typeName, instanceName, std::string()), this);
     }
 
     // The twins of the public operations; the caller holds m_lock.

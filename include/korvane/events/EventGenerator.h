@@ -1,6 +1,9 @@
 #pragma once
 // EventGenerator is the base of everything that posts events. Its sender id is its
 // own address widened to 64 bits: unique among live generators and never changing.
+// Destroying a generator tells the installed dispatcher to forget that id (on the
+// destroying thread); with no dispatcher installed it touches no event manager, so
+// generators may outlive the manager at exit.
 
 #include <korvane/core/Export.h>
 
