@@ -27,6 +27,11 @@
 #include <korvane/events/EventDispatcher.h>
 #include <korvane/events/EventGenerator.h>
 #include <korvane/events/EventManager.h>
+#include <korvane/image/Channel.h>
+#include <korvane/image/Image.h>
+#include <korvane/image/ImageManager.h>
+#include <korvane/image/Lut.h>
+#include <korvane/image/LutManager.h>
 #include <korvane/log/LogFileWriter.h>
 #include <korvane/log/LogFunctions.h>
 #include <korvane/log/LogItem.h>
