@@ -42,3 +42,6 @@
 #include <korvane/platform/Dir.h>
 #include <korvane/platform/Mutex.h>
 #include <korvane/platform/Thread.h>
+#include <korvane/process/BufferSlotInterface.h>
+#include <korvane/process/ProcessInterface.h>
+#include <korvane/process/PtrWrapper.h>

@@ -1,0 +1,60 @@
+// Slow: stopping a process that never returns from its sequence takes the whole round
+// of stop attempts (about ten seconds) before the thread is destroyed.
+
+#include <gtest/gtest.h>
+#include <korvane/buffers/BufferManager.h>
+#include <korvane/process/ProcessInterface.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "support/TestProcesses.h"
+
+using namespace Korvane;
+using namespace std::chrono_literals;
+using KorvaneTest::ProcessHandle;
+using KorvaneTest::reaches;
+using KorvaneTest::stopWithin;
+
+TEST(ProcessStopSlow, AThreadThatIgnoresTheStopIsDestroyedAfterTheAttempts) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "ThreadSanitizer does not support cancelling a thread";
+#endif
+    BufferManager* manager = BufferManager::get();
+    std::string name;
+    BufferRefPtr buffer = manager->create("StringFifo", 4, name, true);
+    ProcessHandle process = KorvaneTest::makeProcess();
+    process->addBufferSlot("In", "string", slot_input, "", false);
+    ASSERT_TRUE(process->setBufferSlot("In", buffer.rawPtr(), slot_input));
+
+    // Spins without a cancellation point, ignoring both the stop flag and the buffers,
+    // until it is told to return; the counter keeps the loop observable.
+    auto spin = std::make_shared<std::atomic<bool>>(true);
+    auto spins = std::make_shared<std::atomic<unsigned long long>>(0);
+    process->onSequence = [spin, spins](unsigned long long) {
+        while (spin->load()) spins->fetch_add(1, std::memory_order_relaxed);
+        return true;
+    };
+    process->startProcess();
+    ASSERT_TRUE(KorvaneTest::eventually([&] { return spins->load() > 0; }));
+
+    const auto begun = std::chrono::steady_clock::now();
+    ASSERT_TRUE(stopWithin(process, 60s)) << "the thread was not destroyed";
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, 9s) << "destroyed before the attempts";
+    EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
+    EXPECT_FALSE(process->isRunning());
+    EXPECT_EQ(process->cleanupCalls(), 0);
+    EXPECT_TRUE(process->bufferSlot("In").isNull());
+
+    // The process can run again.
+    spin->store(false);
+    process->setProperty("MaxIterations", 2LL);
+    process->startProcess();
+    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
+    EXPECT_EQ(process->iteration(), 2);
+    EXPECT_EQ(process->cleanupCalls(), 1);
+    ASSERT_TRUE(stopWithin(process));
+    manager->releaseInstance(name.c_str());
+}
