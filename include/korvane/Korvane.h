@@ -32,12 +32,15 @@
 #include <korvane/image/ImageManager.h>
 #include <korvane/image/Lut.h>
 #include <korvane/image/LutManager.h>
+#include <korvane/log/Log.h>
 #include <korvane/log/LogFileWriter.h>
 #include <korvane/log/LogFunctions.h>
 #include <korvane/log/LogItem.h>
+#include <korvane/log/LogManager.h>
 #include <korvane/log/LogString.h>
 #include <korvane/log/LogWriter.h>
 #include <korvane/log/ProfileLogItem.h>
+#include <korvane/log/Profiler.h>
 #include <korvane/platform/DateTime.h>
 #include <korvane/platform/Dir.h>
 #include <korvane/platform/Mutex.h>

@@ -1,12 +1,22 @@
 #include <korvane/log/LogFunctions.h>
 
+#include <korvane/log/LogManager.h>
+
 namespace Korvane {
 
-// "SystemLog" does not exist yet in this build: every message is dropped.
-void korvLogDebug(const std::string&) {}
-void korvLogInfo(const std::string&) {}
-void korvLogWarning(const std::string&) {}
-void korvLogError(const std::string&) {}
-void korvLogCritical(const std::string&) {}
+namespace {
+
+void writeToSystemLog(LogLevel level, const std::string& message) {
+    LogRefPtr log = LogManager::systemLog();
+    if (log.isValid()) log->write(level, message);
+}
+
+}  // namespace
+
+void korvLogDebug(const std::string& message) { writeToSystemLog(LevelDebug, message); }
+void korvLogInfo(const std::string& message) { writeToSystemLog(LevelInfo, message); }
+void korvLogWarning(const std::string& message) { writeToSystemLog(LevelWarning, message); }
+void korvLogError(const std::string& message) { writeToSystemLog(LevelError, message); }
+void korvLogCritical(const std::string& message) { writeToSystemLog(LevelCritical, message); }
 
 }  // namespace Korvane
