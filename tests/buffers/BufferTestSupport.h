@@ -13,6 +13,8 @@
 #include <atomic>
 #include <string>
 
+#include "support/BufferFixture.h"
+
 namespace KorvaneTest {
 
 class CountedImage : public Korvane::Image {
@@ -60,13 +62,6 @@ inline Korvane::ObjectRefPtr makeObject() {
 inline void setSwitch(Korvane::PropertyInterface& buffer, const char* name, const char* item) {
     ASSERT_TRUE(buffer.setProperty(name, item)) << name << " = " << item;
     ASSERT_TRUE(buffer.endPropertyChange());
-}
-
-// A property's value as text (an enumeration's item name); empty when unreadable.
-inline std::string textOf(const Korvane::PropertyInterface& object, const char* name) {
-    std::string value;
-    object.getProperty(name, &value);
-    return value;
 }
 
 }  // namespace KorvaneTest

@@ -14,16 +14,7 @@ using KorvaneTest::textOf;
 
 namespace {
 
-class BufferManagerTest : public ::testing::Test {
-protected:
-    void TearDown() override {
-        for (const std::string& name : manager->instanceList()) {
-            manager->releaseInstance(name.c_str());
-        }
-    }
-
-    BufferManager* manager = BufferManager::get();
-};
+using BufferManagerTest = KorvaneTest::BufferManagerFixture;
 
 template <class Expected>
 bool isA(const BufferRefPtr& buffer) {
@@ -31,10 +22,6 @@ bool isA(const BufferRefPtr& buffer) {
 }
 
 }  // namespace
-
-TEST_F(BufferManagerTest, GetAnswersOneInstance) {
-    EXPECT_EQ(BufferManager::get(), manager);
-}
 
 TEST_F(BufferManagerTest, RegistersTheEightBufferTypes) {
     std::vector<std::string> expected = {"ImageFifo", "ObjectFifo", "EventFifo", "StringFifo",

@@ -43,15 +43,6 @@ TEST(FifoTemplate, FullFifoWithoutPushBlockRefusesFurtherItems) {
     EXPECT_EQ(fifo.size(), 2);
 }
 
-TEST(FifoTemplate, FullFifoWithoutPushBlockRefusesAlsoSingleThreaded) {
-    StringFifo fifo(1);
-    setSwitch(fifo, "ThreadingPolicy", "Single-threaded");
-    setSwitch(fifo, "PushBlock", "Off");
-    EXPECT_TRUE(fifo.push("a"));
-    EXPECT_FALSE(fifo.push("b"));
-    EXPECT_EQ(fifo.size(), 1);
-}
-
 TEST(FifoTemplate, MaximumSizeZeroIsAlwaysFull) {
     StringFifo fifo(0);
     setSwitch(fifo, "PushBlock", "Off");
@@ -200,27 +191,6 @@ TEST(FifoTemplate, DeclaresTheSwitchProperties) {
         EXPECT_EQ(fifo.propertyEnumList(expected.name), expected.items);
         EXPECT_EQ(textOf(fifo, expected.name), expected.initial);
     }
-}
-
-TEST(FifoTemplate, DeclaresMaxSizeElementTypeAndComponentType) {
-    StringFifo fifo(3);
-    PropertyInfo info;
-    ASSERT_TRUE(fifo.propertyInfo("MaxSize", &info));
-    EXPECT_EQ(info.type, uint32_property);
-    EXPECT_EQ(info.access, read_write_access);
-    EXPECT_EQ(info.category, 0);
-    EXPECT_EQ(info.description, "");
-    unsigned int maxSize = 0;
-    EXPECT_TRUE(fifo.getProperty("MaxSize", &maxSize));
-    EXPECT_EQ(maxSize, 3u);
-    EXPECT_EQ(fifo.maxSize(), 3);
-
-    ASSERT_TRUE(fifo.propertyInfo("ElementType", &info));
-    EXPECT_EQ(info.type, string_property);
-    EXPECT_EQ(info.access, read_access);
-    EXPECT_EQ(info.category, 7);
-    EXPECT_EQ(info.description, "The type of the elements that this buffer can store.");
-    EXPECT_EQ(textOf(fifo, "ComponentType"), "Buffer");
 }
 
 TEST(FifoTemplate, ElementTypeNamesEachElementType) {

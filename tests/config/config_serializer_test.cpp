@@ -10,26 +10,21 @@
 #include <sstream>
 #include <string>
 
+#include "support/SerializedTable.h"
+
 using namespace Korvane;
 
 namespace {
 
-class Table : public PropertyInterface {
-public:
-    using PropertyInterface::addProperty;
-};
+using KorvaneTest::bytes;
+using KorvaneTest::Table;
 
 std::string written(const Table& table) {
-    ConfigSerializer serializer;
-    std::ostringstream out;
-    EXPECT_TRUE(table.serialize(&serializer, out));
-    return out.str();
+    return KorvaneTest::written<ConfigSerializer>(table);
 }
 
 void readInto(Table* table, const std::string& text) {
-    ConfigSerializer serializer;
-    std::istringstream in(text);
-    EXPECT_TRUE(table->deserialize(&serializer, in));
+    KorvaneTest::readInto<ConfigSerializer>(table, text);
 }
 
 double doubleOf(const Table& table, const std::string& name) {
@@ -45,12 +40,6 @@ std::string textOf(const Table& table, const std::string& name) {
 }
 
 const char kHeader[] = "# Korvane Properties\n# \n";
-
-// A string literal with its embedded NUL bytes.
-template <std::size_t N>
-std::string bytes(const char (&literal)[N]) {
-    return std::string(literal, N - 1);
-}
 
 }  // namespace
 

@@ -6,32 +6,21 @@
 #include <sstream>
 #include <string>
 
+#include "support/SerializedTable.h"
+
 using namespace Korvane;
 
 namespace {
 
-class Table : public PropertyInterface {
-public:
-    using PropertyInterface::addProperty;
-    using PropertyInterface::getPropertyForce;
-};
+using KorvaneTest::bytes;
+using KorvaneTest::Table;
 
 std::string written(const Table& table) {
-    StringSerializer serializer;
-    std::ostringstream out;
-    EXPECT_TRUE(table.serialize(&serializer, out));
-    return out.str();
+    return KorvaneTest::written<StringSerializer>(table);
 }
 
 void readInto(Table* table, const std::string& text) {
-    StringSerializer serializer;
-    std::istringstream in(text);
-    EXPECT_TRUE(table->deserialize(&serializer, in));
-}
-
-template <std::size_t N>
-std::string bytes(const char (&literal)[N]) {
-    return std::string(literal, N - 1);
+    KorvaneTest::readInto<StringSerializer>(table, text);
 }
 
 // One record of every type, access right and kind of category.

@@ -119,15 +119,6 @@ TEST_F(ManagerTest, VeryLongNamesAreCleanedAndKeyed) {
     EXPECT_EQ(keyed.compare(0, 10000, cleaned), 0);
 }
 
-TEST_F(ManagerTest, InstanceIsNamedAndTyped) {
-    std::string name = "one";
-    WidgetRefPtr object = manager.create("Cam", name, false);
-    ASSERT_TRUE(object.isValid());
-    EXPECT_EQ(object->name(), "one");
-    EXPECT_EQ(object->type(), "Cam");
-    EXPECT_EQ(manager.instance("one"), object);
-}
-
 TEST_F(ManagerTest, InsertionRefusesAnEmptyHandle) {
     std::string name = "ghost";
     EXPECT_FALSE(manager.instanceMapInsert(name, WidgetRefPtr(), true));

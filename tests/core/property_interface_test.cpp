@@ -91,14 +91,6 @@ TEST_F(PropertyInterfaceTest, NoConversionBetweenClasses) {
     EXPECT_FALSE(p.getProperty("U32", &i));
 }
 
-TEST_F(PropertyInterfaceTest, FixedWidthAliasesAreAccepted) {
-    EXPECT_TRUE(p.setProperty("I64", std::int64_t{-5}));
-    EXPECT_TRUE(p.setProperty("U32", std::uint64_t{5}));
-    std::int64_t value = 0;
-    ASSERT_TRUE(p.getProperty("I64", &value));
-    EXPECT_EQ(value, -5);
-}
-
 TEST_F(PropertyInterfaceTest, ReadsNarrowByTruncation) {
     ASSERT_TRUE(p.setProperty("I64", 0x1234567890LL));
     short s = 0;

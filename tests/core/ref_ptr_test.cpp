@@ -124,11 +124,3 @@ TEST_F(RefPtrTest, DeleterRunsAfterTheCountIsGone) {
     handle = RefPtr<Tracked>();
     EXPECT_EQ(countSeenByDeleter, 0u);
 }
-
-TEST_F(RefPtrTest, NamedHandlesBehaveAsTheirBase) {
-    ObjectRefPtr empty;
-    EXPECT_TRUE(empty.isNull());
-    ObjectRefPtr copy(empty);
-    copy = empty;
-    EXPECT_EQ(copy.referenceCount(), 0u);
-}

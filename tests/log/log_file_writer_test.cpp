@@ -11,34 +11,19 @@
 #include <vector>
 
 #include "support/TempDir.h"
+#include "support/TextItem.h"
 
 using namespace Korvane;
 namespace fs = std::filesystem;
+using KorvaneTest::readFile;
+using KorvaneTest::TextItem;
 
 namespace {
-
-// An item that prints exactly its text, so file contents can be compared whole.
-class TextItem : public LogItemInterface {
-public:
-    explicit TextItem(std::string text) : m_text(std::move(text)) {}
-    LogItemInterface* copy() const override { return new TextItem(*this); }
-    void print(std::string& line) const override { line = m_text; }
-
-private:
-    std::string m_text;
-};
 
 class ThrowingItem : public LogItemInterface {
 public:
     void print(std::string&) const override { throw std::runtime_error("disk on fire"); }
 };
-
-std::string contents(const std::string& file) {
-    std::ifstream reader(file, std::ios::binary);
-    std::ostringstream text;
-    text << reader.rdbuf();
-    return text.str();
-}
 
 void createFile(const std::string& file, const std::string& text) {
     std::ofstream(file, std::ios::binary) << text;
@@ -123,33 +108,33 @@ TEST_F(LogFileWriterTest, CreateCopyStartsFromTheInitialSettings) {
 TEST_F(LogFileWriterTest, WritesOneFlushedLinePerItem) {
     configure(log, -1);
     writer.write(TextItem("first"));
-    EXPECT_EQ(contents(log), "first\n") << "visible before the writer closes";
+    EXPECT_EQ(readFile(log), "first\n") << "visible before the writer closes";
     writer.write(TextItem("second"));
-    EXPECT_EQ(contents(log), "first\nsecond\n");
+    EXPECT_EQ(readFile(log), "first\nsecond\n");
 }
 
 TEST_F(LogFileWriterTest, SeventeenthLineOfSixteenRotatesToTheNewestTwo) {
     configure(log, 16);
     writeNumbers(1, 16);
-    EXPECT_EQ(contents(log), numberLines(1, 16));
+    EXPECT_EQ(readFile(log), numberLines(1, 16));
     writeNumbers(17, 17);
-    EXPECT_EQ(contents(log), numberLines(16, 17));
+    EXPECT_EQ(readFile(log), numberLines(16, 17));
     EXPECT_FALSE(fs::exists(dir.file("__temp__log.txt")));
 
     // The count restarted at 2: fourteen more lines fill the file, the next rotates.
     writeNumbers(18, 31);
-    EXPECT_EQ(contents(log), numberLines(16, 31));
+    EXPECT_EQ(readFile(log), numberLines(16, 31));
     writeNumbers(32, 32);
-    EXPECT_EQ(contents(log), numberLines(31, 32));
+    EXPECT_EQ(readFile(log), numberLines(31, 32));
 }
 
 TEST_F(LogFileWriterTest, EighthLineOfSevenEmptiesTheFile) {
     configure(log, 7);
     writeNumbers(1, 8);
     EXPECT_TRUE(fs::exists(log));
-    EXPECT_EQ(contents(log), "");
+    EXPECT_EQ(readFile(log), "");
     writeNumbers(9, 9);
-    EXPECT_EQ(contents(log), "9\n");
+    EXPECT_EQ(readFile(log), "9\n");
 }
 
 TEST_F(LogFileWriterTest, NoLimitAtMinusOneOrZero) {
@@ -158,7 +143,7 @@ TEST_F(LogFileWriterTest, NoLimitAtMinusOneOrZero) {
         LogFileWriter target;
         configure(target, file, unlimited, "Append");
         for (int n = 1; n <= 300; ++n) target.write(TextItem(std::to_string(n)));
-        EXPECT_EQ(contents(file), numberLines(1, 300)) << "MaxLines " << unlimited;
+        EXPECT_EQ(readFile(file), numberLines(1, 300)) << "MaxLines " << unlimited;
     }
 }
 
@@ -166,44 +151,44 @@ TEST_F(LogFileWriterTest, AppendCountsTheLinesAlreadyThere) {
     createFile(log, numberLines(1, 5));
     configure(log, 8);
     writeNumbers(6, 8);
-    EXPECT_EQ(contents(log), numberLines(1, 8)) << "appended, nothing truncated";
+    EXPECT_EQ(readFile(log), numberLines(1, 8)) << "appended, nothing truncated";
     writeNumbers(9, 9);
-    EXPECT_EQ(contents(log), "9\n") << "the 9th line exceeds 8 only if the 5 were counted";
+    EXPECT_EQ(readFile(log), "9\n") << "the 9th line exceeds 8 only if the 5 were counted";
 }
 
 TEST_F(LogFileWriterTest, AppendCountsAnUnfinishedLastLineAndEndsIt) {
     createFile(log, "1\n2\n3\n4\n5");
     configure(log, 8);
     writeNumbers(6, 8);
-    EXPECT_EQ(contents(log), numberLines(1, 8));
+    EXPECT_EQ(readFile(log), numberLines(1, 8));
     writeNumbers(9, 9);
-    EXPECT_EQ(contents(log), "9\n");
+    EXPECT_EQ(readFile(log), "9\n");
 }
 
 TEST_F(LogFileWriterTest, AppendCreatesAMissingFile) {
     configure(log, 8);
     EXPECT_TRUE(fs::exists(log));
     writeNumbers(1, 9);
-    EXPECT_EQ(contents(log), "9\n");
+    EXPECT_EQ(readFile(log), "9\n");
 }
 
 TEST_F(LogFileWriterTest, TruncEmptiesTheFileOfAClosedWriter) {
     createFile(log, numberLines(1, 5));
     configure(log, 8, "Trunc");
-    EXPECT_EQ(contents(log), "") << "emptied at activation, before any write";
+    EXPECT_EQ(readFile(log), "") << "emptied at activation, before any write";
     writeNumbers(1, 8);
-    EXPECT_EQ(contents(log), numberLines(1, 8));
+    EXPECT_EQ(readFile(log), numberLines(1, 8));
     writeNumbers(9, 9);
-    EXPECT_EQ(contents(log), "9\n");
+    EXPECT_EQ(readFile(log), "9\n");
 }
 
 TEST_F(LogFileWriterTest, TruncLeavesTheFileOfAnOpenWriter) {
     configure(log, -1, "Append");
     writeNumbers(1, 3);
     configure(log, -1, "Trunc");
-    EXPECT_EQ(contents(log), numberLines(1, 3));
+    EXPECT_EQ(readFile(log), numberLines(1, 3));
     writeNumbers(4, 4);
-    EXPECT_EQ(contents(log), numberLines(1, 4));
+    EXPECT_EQ(readFile(log), numberLines(1, 4));
 }
 
 TEST_F(LogFileWriterTest, NewFileNameTakesEffectAtActivation) {
@@ -212,11 +197,11 @@ TEST_F(LogFileWriterTest, NewFileNameTakesEffectAtActivation) {
     writeNumbers(1, 1);
     ASSERT_TRUE(writer.setProperty("FileName", other));
     writeNumbers(2, 2);
-    EXPECT_EQ(contents(log), "1\n2\n") << "a plain write changes nothing yet";
+    EXPECT_EQ(readFile(log), "1\n2\n") << "a plain write changes nothing yet";
     ASSERT_TRUE(writer.endPropertyChange());
     writeNumbers(3, 3);
-    EXPECT_EQ(contents(log), "1\n2\n");
-    EXPECT_EQ(contents(other), "3\n");
+    EXPECT_EQ(readFile(log), "1\n2\n");
+    EXPECT_EQ(readFile(other), "3\n");
 }
 
 TEST_F(LogFileWriterTest, EmptyFileNameWritesNothing) {
@@ -231,7 +216,7 @@ TEST_F(LogFileWriterTest, EmptyFileNameClosesAnOpenFile) {
     writeNumbers(1, 1);
     configure("", -1);
     writeNumbers(2, 2);
-    EXPECT_EQ(contents(log), "1\n");
+    EXPECT_EQ(readFile(log), "1\n");
 }
 
 TEST_F(LogFileWriterTest, FileThatCannotBeOpenedLosesLinesSilently) {
@@ -245,11 +230,11 @@ TEST_F(LogFileWriterTest, RotationKeepsLinesWhenTheTemporaryNameIsADirectory) {
     fs::create_directory(blocker);
     configure(log, 16);
     writeNumbers(1, 17);
-    EXPECT_EQ(contents(log), numberLines(16, 17));
+    EXPECT_EQ(readFile(log), numberLines(16, 17));
     EXPECT_TRUE(fs::is_directory(blocker)) << "nothing of someone else's is removed";
 
     writeNumbers(18, 32);
-    EXPECT_EQ(contents(log), numberLines(31, 32)) << "the count restarted at 2 here too";
+    EXPECT_EQ(readFile(log), numberLines(31, 32)) << "the count restarted at 2 here too";
 }
 
 TEST_F(LogFileWriterTest, RotationReplacesAStaleTemporaryFileInTheFilesDirectory) {
@@ -259,7 +244,7 @@ TEST_F(LogFileWriterTest, RotationReplacesAStaleTemporaryFileInTheFilesDirectory
     createFile(stale, "left over from a crash\n");
     configure(nested, 16);
     writeNumbers(1, 17);
-    EXPECT_EQ(contents(nested), numberLines(16, 17));
+    EXPECT_EQ(readFile(nested), numberLines(16, 17));
     EXPECT_FALSE(fs::exists(stale));
     EXPECT_FALSE(fs::exists(dir.file("__temp__log.txt")));
 }
@@ -271,5 +256,5 @@ TEST_F(LogFileWriterTest, ExceptionWhileWritingIsReportedOnStandardOutput) {
     EXPECT_EQ(::testing::internal::GetCapturedStdout(),
               "ERROR: Can not write to log file. Reason: disk on fire");
     writer.write(TextItem("still writing"));
-    EXPECT_EQ(contents(log), "still writing\n");
+    EXPECT_EQ(readFile(log), "still writing\n");
 }

@@ -13,20 +13,12 @@
 #include "support/Deadline.h"
 #include "support/Detached.h"
 #include "support/TempDir.h"
+#include "support/TextItem.h"
 
 using namespace Korvane;
+using KorvaneTest::TextItem;
 
 namespace {
-
-class TextItem : public LogItemInterface {
-public:
-    explicit TextItem(std::string text) : m_text(std::move(text)) {}
-    LogItemInterface* copy() const override { return new TextItem(*this); }
-    void print(std::string& line) const override { line = m_text; }
-
-private:
-    std::string m_text;
-};
 
 constexpr int linesPerThread = 400;
 // Long lines, so that a line torn by an unguarded write would show.

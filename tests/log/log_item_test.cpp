@@ -56,14 +56,6 @@ TEST(LogItem, LevelOutsideTheTablePrintsUnknown) {
     EXPECT_EQ(printed(item).substr(0, 13), "UNKNOWN    : ");
 }
 
-TEST(LogItem, DefaultItemIsEmptyAtTimeZero) {
-    const LogItem item;
-    EXPECT_EQ(item.level(), static_cast<LogLevel>(0));
-    EXPECT_EQ(item.time(), 0);
-    EXPECT_EQ(item.message(), "");
-    EXPECT_EQ(printed(item), "UNKNOWN    : " + DateTime::print(0, "%c", local_time) + ": ");
-}
-
 TEST(LogItem, TakesTheTextOfALogStringOrALiteral) {
     const LogItem item(LevelError, LogString("Could not open [%1]").arg("cam"), someTime);
     EXPECT_EQ(item.message(), "Could not open [cam]");
@@ -106,16 +98,6 @@ TEST(ProfileLogItem, PrintsTicksActionAddressAndMessage) {
     EXPECT_EQ(parts[1], "3");
     EXPECT_EQ(parts[2], address);
     EXPECT_EQ(parts[3], "x");
-}
-
-TEST(ProfileLogItem, DefaultItemHasNoActionObjectOrMessage) {
-    const ProfileLogItem item;
-    EXPECT_EQ(item.action(), ProfileNone);
-    EXPECT_EQ(item.object(), nullptr);
-    EXPECT_EQ(item.message().get(), "");
-    const std::vector<std::string> parts = fields(printed(item));
-    ASSERT_GE(parts.size(), 2u);
-    EXPECT_EQ(parts[1], "0");
 }
 
 TEST(ProfileLogItem, ActionCodesBeyondTheEnumerationAreKept) {

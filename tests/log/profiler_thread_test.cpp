@@ -17,16 +17,7 @@
 
 using namespace Korvane;
 
-namespace {
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-}  // namespace
+using KorvaneTest::readFile;
 
 TEST(Profiler, ProfileRecordsGoToProfileLogAndSystemLogStays) {
     KorvaneTest::TempDir directory;

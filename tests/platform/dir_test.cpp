@@ -127,18 +127,6 @@ TEST(DirPath, SplitReplacesEveryPart) {
     EXPECT_FALSE(dir.isAbsolute());
 }
 
-TEST(DirPath, CopiesAreIndependent) {
-    OpenDir original("C:\\a\\f.txt", Dir::slash_style);
-    OpenDir copy(original);
-    OpenDir assigned;
-    assigned = original;
-    copy.splitPath("/x/");
-    EXPECT_EQ(original.buildPath(), "/C/a/");
-    EXPECT_EQ(assigned.buildPath(), "/C/a/");
-    EXPECT_EQ(assigned.fileName(), "f");
-    EXPECT_EQ(copy.buildPath(), "/x/");
-}
-
 // ---- bad input ----
 
 TEST(DirBadInput, EmptyNullAndSeparatorOnlyPaths) {

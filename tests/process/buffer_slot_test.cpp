@@ -6,27 +6,17 @@
 #include <string>
 #include <vector>
 
+#include "support/BufferFixture.h"
 #include "support/TestProcesses.h"
 
 using namespace Korvane;
 using KorvaneTest::SlotOwner;
+using KorvaneTest::textOf;
 
 namespace {
 
-std::string textOf(const PropertyInterface& object, const std::string& name) {
-    std::string value;
-    object.getProperty(name, &value);
-    return value;
-}
-
-class BufferSlotTest : public ::testing::Test {
+class BufferSlotTest : public KorvaneTest::BufferManagerFixture {
 protected:
-    void TearDown() override {
-        for (const std::string& name : manager->instanceList()) {
-            manager->releaseInstance(name.c_str());
-        }
-    }
-
     // A managed buffer of the given registered type.
     BufferRefPtr makeBuffer(const char* type, std::string name = std::string()) {
         BufferRefPtr buffer = manager->create(type, 4, name, true);
@@ -38,7 +28,6 @@ protected:
         return dynamic_cast<FifoTemplate<std::string>&>(*buffer);
     }
 
-    BufferManager* manager = BufferManager::get();
     SlotOwner owner;
 };
 

@@ -7,31 +7,21 @@
 
 #include <string>
 
+#include "support/BufferFixture.h"
 #include "support/TestProcesses.h"
 
 using namespace Korvane;
 using KorvaneTest::makeOwner;
 using KorvaneTest::OwnerHandle;
 using KorvaneTest::SlotOwner;
+using KorvaneTest::textOf;
 
 namespace {
 
-std::string textOf(const PropertyInterface& object, const std::string& name) {
-    std::string value;
-    object.getProperty(name, &value);
-    return value;
-}
-
 // A source with an output slot "Out" and a sink with an input slot "In" of the
 // element types given, plus a few slots of the other kinds.
-class BufferWiringTest : public ::testing::Test {
+class BufferWiringTest : public KorvaneTest::BufferManagerFixture {
 protected:
-    void TearDown() override {
-        for (const std::string& name : manager->instanceList()) {
-            manager->releaseInstance(name.c_str());
-        }
-    }
-
     static OwnerHandle ownerWith(const char* id, const char* elementType,
                                  buffer_slot_type direction) {
         OwnerHandle owner = makeOwner();
@@ -44,7 +34,6 @@ protected:
         return manager->create(type, 4, name, true);
     }
 
-    BufferManager* manager = BufferManager::get();
     OwnerHandle source = ownerWith("Out", "Image", slot_output);
     OwnerHandle sink = ownerWith("In", "Image", slot_input);
 };

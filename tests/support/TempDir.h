@@ -21,4 +21,7 @@ private:
     std::string m_path;
 };
 
+// The whole contents of a file, read as bytes; empty when it cannot be read.
+std::string readFile(const std::string& path);
+
 }  // namespace KorvaneTest
