@@ -22,7 +22,7 @@ void writeRecord(std::ostream& stream, const std::string& name, const Property& 
         stream << "# The options for " << name << "are:\n";
         for (const std::string& option : record.enumNames) stream << "# " << option << '\n';
     }
-    stream << "; " << record.description << '\n' << name << " = ";
+    stream << "; " << record.description.str() << '\n' << name << " = ";
     if (record.type == bool_property) {
         stream << (record.value.u != 0 ? "true" : "false");
     } else {
@@ -35,33 +35,34 @@ void writeRecord(std::ostream& stream, const std::string& name, const Property& 
     stream << '\n' << std::endl;
 }
 
-std::unique_ptr<Property> recordFromText(const std::string& text, const std::string& description) {
-    auto record = std::make_unique<Property>();
-    record->access = read_write_access;
-    record->description = description;
+Property recordFromText(const std::string& text, const PropertyText& description) {
+    Property record;
+    record.access = read_write_access;
+    record.description = description;
     if (text == "true" || text == "yes" || text == "false" || text == "no") {
-        record->type = bool_property;
-        record->value.u = (text == "true" || text == "yes") ? 1 : 0;
-    } else if (Internal::convertText(text, &record->value.d)) {
-        record->type = double_property;
-    } else if (Internal::convertText(text, &record->value.s)) {
-        record->type = int64_property;
+        record.type = bool_property;
+        record.value.u = (text == "true" || text == "yes") ? 1 : 0;
+    } else if (Internal::convertText(text, &record.value.d)) {
+        record.type = double_property;
+    } else if (Internal::convertText(text, &record.value.s)) {
+        record.type = int64_property;
     } else {
-        record->type = string_property;
-        record->text = text;
+        record.type = string_property;
+        record.text = text;
     }
     return record;
 }
 
 // Splits "key = value" at the first '=' and stores the typed record under the key.
-void readAssignment(PropertyTable* table, const std::string& line, const std::string& description) {
+void readAssignment(PropertyTable* table, const std::string& line,
+                    const PropertyText& description) {
     const std::size_t equals = line.find('=');
     if (equals == std::string::npos) return;
     const char* const blanks = " \t\r";
-    std::string key = stripped(line.substr(0, equals), blanks);
+    const std::string key = stripped(line.substr(0, equals), blanks);
     if (key.empty()) return;
-    (*table)[std::move(key)] =
-        recordFromText(stripped(line.substr(equals + 1), blanks), description);
+    table->insertOrAssign(key,
+                          recordFromText(stripped(line.substr(equals + 1), blanks), description));
 }
 
 }  // namespace
@@ -69,13 +70,13 @@ void readAssignment(PropertyTable* table, const std::string& line, const std::st
 bool ConfigSerializer::write(const PropertyTable* table, std::ostream& stream) {
     if (!table) return false;
     stream << "# Korvane Properties\n# \n";
-    for (const auto& [name, record] : *table) writeRecord(stream, name, *record);
+    for (const auto& [name, record] : *table) writeRecord(stream, name, record);
     return true;
 }
 
 bool ConfigSerializer::read(PropertyTable* table, std::istream& stream) {
     if (!table) return false;
-    std::string description;
+    PropertyText description;  // shared by the records it describes
     std::string previous;
     std::string line;
     while (std::getline(stream, line)) {

@@ -29,9 +29,9 @@ bool PropertySerializer::getProperty(PropertyInterface* properties, const std::s
                                      Property* record) {
     if (!properties) return false;
     MutexLock lock(&properties->m_mutex);
-    auto it = properties->m_table.find(name);
-    if (it == properties->m_table.end()) return false;
-    if (record) *record = *it->second;
+    const Property* found = properties->m_table.find(name);
+    if (!found) return false;
+    if (record) *record = *found;
     return true;
 }
 

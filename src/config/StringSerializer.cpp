@@ -28,7 +28,8 @@ enum Field {
 void writeRecord(std::ostream& stream, const std::string& name, const Property& record) {
     stream << '[' << name << ';' << record.type << ';';
     Internal::writeValue(stream, record);
-    stream << ';' << record.access << ';' << record.category << ';' << record.description << ';';
+    stream << ';' << record.access << ';' << record.category << ';' << record.description.str()
+           << ';';
     if (record.type == enum_property) stream << boost::algorithm::join(record.enumNames, ":");
     stream << ']';
 }
@@ -45,34 +46,33 @@ bool nextBracketPair(const std::string& line, std::size_t* position, std::string
     return true;
 }
 
-// The record in the text between two brackets, or null when it is malformed.
-std::unique_ptr<Property> parseRecord(const std::string& body, std::string* name) {
+// The record in the text between two brackets; false when it is malformed.
+bool parseRecord(const std::string& body, std::string* name, Property* record) {
     std::vector<std::string> fields;
     boost::split(fields, body, boost::is_any_of(";"));
-    if (fields.size() <= description_field || fields[name_field].empty()) return nullptr;
+    if (fields.size() <= description_field || fields[name_field].empty()) return false;
     unsigned int type = 0;
     unsigned int access = 0;
     unsigned int category = 0;
     if (!Internal::convertText(fields[type_field], &type) ||
         !Internal::convertText(fields[access_field], &access) ||
         !Internal::convertText(fields[category_field], &category)) {
-        return nullptr;
+        return false;
     }
-    auto record = std::make_unique<Property>();
     record->type = static_cast<PropertyType>(type);
     record->access = static_cast<AccessType>(access);
     // Categories from USER_CATEGORY up are written as negative ints; lexical_cast
     // reads "-n" into an unsigned as its two's complement, which restores them.
     record->category = static_cast<int>(category);
-    record->description = fields[description_field];
-    if (!Internal::readValue(fields[value_field], record.get())) return nullptr;
+    record->description = std::move(fields[description_field]);
+    if (!Internal::readValue(fields[value_field], record)) return false;
     // An empty names field is an empty list, not one empty name.
     if (record->type == enum_property && fields.size() > names_field &&
         !fields[names_field].empty()) {
         boost::split(record->enumNames, fields[names_field], boost::is_any_of(":"));
     }
     *name = std::move(fields[name_field]);
-    return record;
+    return true;
 }
 
 }  // namespace
@@ -80,7 +80,7 @@ std::unique_ptr<Property> parseRecord(const std::string& body, std::string* name
 bool StringSerializer::write(const PropertyTable* table, std::ostream& stream) {
     if (!table) return false;
     stream << '{';
-    for (const auto& [name, record] : *table) writeRecord(stream, name, *record);
+    for (const auto& [name, record] : *table) writeRecord(stream, name, record);
     stream << '}' << std::endl;
     return true;
 }
@@ -93,7 +93,8 @@ bool StringSerializer::read(PropertyTable* table, std::istream& stream) {
     std::string body;
     while (position != std::string::npos && nextBracketPair(line, &position, &body)) {
         std::string name;
-        if (auto record = parseRecord(body, &name)) (*table)[std::move(name)] = std::move(record);
+        Property record;
+        if (parseRecord(body, &name, &record)) table->insertOrAssign(name, std::move(record));
     }
     return true;
 }

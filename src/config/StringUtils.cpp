@@ -62,26 +62,45 @@ char firstOrNul(const std::string& text) {
     return text.empty() ? '\0' : text.front();
 }
 
+constexpr char kNameAlphabet[] =
+    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_{}";
+
+// Membership in kNameAlphabet by character code: every property is named through
+// validateName, so the test is a table lookup rather than a search of the alphabet.
+struct NameCharacters {
+    bool allowed[256] = {};
+
+    constexpr NameCharacters() {
+        for (const char* c = kNameAlphabet; *c; ++c) allowed[static_cast<unsigned char>(*c)] = true;
+    }
+    constexpr bool operator()(char c) const { return allowed[static_cast<unsigned char>(c)]; }
+};
+
+constexpr NameCharacters isNameCharacter;
+
 }  // namespace
 
 const std::string& propertyNameAlphabet() {
-    static const std::string alphabet =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_{}";
+    static const std::string alphabet = kNameAlphabet;
     return alphabet;
 }
 
 bool isValidName(const std::string& name) {
-    return !name.empty() && name.find_first_not_of(propertyNameAlphabet()) == std::string::npos;
+    if (name.empty()) return false;
+    for (char c : name) {
+        if (!isNameCharacter(c)) return false;
+    }
+    return true;
 }
 
 std::string validateName(const std::string& name, const char* replacement) {
+    if (isValidName(name)) return name;
     const std::string substitute =
         replacement && isValidName(replacement) ? std::string(replacement) : std::string();
-    const std::string& alphabet = propertyNameAlphabet();
     std::string cleaned;
     cleaned.reserve(name.size());
     for (char c : name) {
-        if (alphabet.find(c) != std::string::npos) {
+        if (isNameCharacter(c)) {
             cleaned += c;
         } else {
             cleaned += substitute;

@@ -11,22 +11,39 @@ constexpr char typeProperty[] = "Type";
 constexpr char nameProperty[] = "Name";
 constexpr char componentTypeProperty[] = "ComponentType";
 
-constexpr char nameDescription[] = "The name of the instance as created by a manager.";
+// Every managed object declares these; as permanent texts they cost no allocation.
+const PropertyText& typeDescription() {
+    static const PropertyText text =
+        PropertyText::permanent("The type as registered to the manager.");
+    return text;
+}
+
+const PropertyText& nameDescription() {
+    static const PropertyText text =
+        PropertyText::permanent("The name of the instance as created by a manager.");
+    return text;
+}
+
+const PropertyText& componentTypeDescription() {
+    static const PropertyText text =
+        PropertyText::permanent("The Korvane component type of this object.");
+    return text;
+}
 
 }  // namespace
 
 ManageableType::ManageableType() = default;
 
 ManageableType::ManageableType(const std::string& componentType) {
-    declare(typeProperty, std::string(), "The type as registered to the manager.");
-    declare(nameProperty, std::string(), nameDescription);
-    declare(componentTypeProperty, componentType, "The Korvane component type of this object.");
+    declare(typeProperty, std::string(), typeDescription());
+    declare(nameProperty, std::string(), nameDescription());
+    declare(componentTypeProperty, componentType, componentTypeDescription());
 }
 
 // A fresh record rather than a write: the copy is not yet an instance of anything,
 // and emptying its name is no change worth an event.
 ManageableType::ManageableType(const ManageableType& other) : PropertyInterface(other) {
-    if (eraseProperty(nameProperty)) declare(nameProperty, std::string(), nameDescription);
+    if (eraseProperty(nameProperty)) declare(nameProperty, std::string(), nameDescription());
 }
 
 ManageableType::~ManageableType() = default;
@@ -64,14 +81,15 @@ bool ManageableType::setType(const char* type) {
 }
 
 void ManageableType::declare(const char* property, const std::string& value,
-                             const char* description) {
+                             const PropertyText& description) {
     addProperty(property, value, string_property, read_access, managerCategory, description);
 }
 
 bool ManageableType::setOnce(const char* property, const std::string& value) {
+    const std::string name(property);
     std::string current;
-    if (!getPropertyForce(property, &current) || !current.empty()) return false;
-    return setPropertyForce(property, value);
+    if (!getPropertyForce(name, &current) || !current.empty()) return false;
+    return setPropertyForce(name, value);
 }
 
 }  // namespace Korvane

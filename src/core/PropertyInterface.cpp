@@ -5,11 +5,15 @@
 #include <korvane/events/Event.h>
 #include <korvane/events/EventManager.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cfloat>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <tuple>
 #include <type_traits>
+#include <utility>
 
 namespace Korvane {
 
@@ -22,7 +26,9 @@ namespace {
 // widened to on the way into a record.
 template <class V>
 constexpr PropertyType classOf() {
-    if constexpr (std::is_floating_point_v<V>) {
+    if constexpr (std::is_same_v<V, std::string>) {
+        return string_class;
+    } else if constexpr (std::is_floating_point_v<V>) {
         return floating_class;
     } else if constexpr (std::is_same_v<V, bool> || std::is_unsigned_v<V>) {
         return unsigned_class;
@@ -32,10 +38,10 @@ constexpr PropertyType classOf() {
 }
 
 template <class V>
-using Widened = std::conditional_t<
-    std::is_floating_point_v<V>, double,
-    std::conditional_t<std::is_same_v<V, bool> || std::is_unsigned_v<V>, unsigned long long,
-                       long long>>;
+using Widened =
+    std::conditional_t<std::is_floating_point_v<V>, double,
+                       std::conditional_t<std::is_same_v<V, bool> || std::is_unsigned_v<V>,
+                                          unsigned long long, long long>>;
 
 template <class V>
 V narrow(const Property& record) {
@@ -67,28 +73,142 @@ bool fitsUnsigned(const Property& record, unsigned long long value) {
     }
 }
 
-std::unique_ptr<Property> copyRecord(const Property& record) {
-    return std::make_unique<Property>(record);
+// The fields that every declaration sets.
+void describe(Property* record, PropertyType type, AccessType access, int category,
+              const PropertyText& description) {
+    record->type = type;
+    record->access = access;
+    record->category = category;
+    record->description = description;
+}
+
+// Byte order of names, as a negative, zero or positive result. Names mostly differ in
+// their first byte, which is compared here without a library call.
+int compareNames(std::string_view a, std::string_view b) noexcept {
+    if (!a.empty() && !b.empty() && a[0] != b[0]) {
+        return static_cast<unsigned char>(a[0]) < static_cast<unsigned char>(b[0]) ? -1 : 1;
+    }
+    return a.compare(b);
 }
 
 }  // namespace
 
+// ---- PropertyText -----------------------------------------------------------------
+
+PropertyText::PropertyText(const char* text)
+    : m_record(text && *text ? new Record(text) : nullptr) {}
+
+PropertyText::PropertyText(const std::string& text)
+    : m_record(text.empty() ? nullptr : new Record(text)) {}
+
+PropertyText::PropertyText(std::string&& text)
+    : m_record(text.empty() ? nullptr : new Record(std::move(text))) {}
+
+PropertyText PropertyText::permanent(const char* text) {
+    PropertyText permanentText(text);
+    if (permanentText.m_record) permanentText.m_record->permanent = true;
+    return permanentText;
+}
+
+const std::string& PropertyText::noText() noexcept { return PropertyInterface::emptyString; }
+
+// ---- PropertyTable ----------------------------------------------------------------
+
+Property::Property() noexcept = default;
+
+std::pair<std::size_t, bool> PropertyTable::locate(std::string_view name) const {
+    std::size_t low = 0;
+    std::size_t high = m_order.size();
+    while (low < high) {
+        const std::size_t middle = (low + high) / 2;
+        const int order = compareNames(m_entries[m_order[middle]].first, name);
+        if (order == 0) return {middle, true};
+        if (order < 0) {
+            low = middle + 1;
+        } else {
+            high = middle;
+        }
+    }
+    return {low, false};
+}
+
+Property* PropertyTable::append(std::size_t place, std::string_view name) {
+    // Most objects declare a handful of properties: room for them all at once.
+    if (m_entries.capacity() == 0) {
+        m_entries.reserve(8);
+        m_order.reserve(8);
+    }
+    m_entries.emplace_back(std::piecewise_construct, std::forward_as_tuple(name),
+                           std::forward_as_tuple());
+    m_order.insert(m_order.begin() + static_cast<std::ptrdiff_t>(place),
+                   static_cast<std::uint32_t>(m_entries.size() - 1));
+    return &m_entries.back().second;
+}
+
+Property* PropertyTable::find(std::string_view name) {
+    const auto [place, found] = locate(name);
+    return found ? &m_entries[m_order[place]].second : nullptr;
+}
+
+const Property* PropertyTable::find(std::string_view name) const {
+    const auto [place, found] = locate(name);
+    return found ? &m_entries[m_order[place]].second : nullptr;
+}
+
+Property* PropertyTable::add(std::string_view name) {
+    const auto [place, found] = locate(name);
+    return found ? nullptr : append(place, name);
+}
+
+void PropertyTable::insertOrAssign(std::string_view name, Property&& record) {
+    const auto [place, found] = locate(name);
+    Property* slot = found ? &m_entries[m_order[place]].second : append(place, name);
+    *slot = std::move(record);
+}
+
+bool PropertyTable::erase(std::string_view name) {
+    const auto [place, found] = locate(name);
+    if (!found) return false;
+    const std::uint32_t index = m_order[place];
+    m_entries.erase(m_entries.begin() + index);
+    m_order.erase(m_order.begin() + static_cast<std::ptrdiff_t>(place));
+    for (std::uint32_t& position : m_order) {
+        if (position > index) --position;
+    }
+    return true;
+}
+
+void PropertyTable::clear() noexcept {
+    m_entries.clear();
+    m_order.clear();
+}
+
 // ---- CategoryManager --------------------------------------------------------------
 
-CategoryManager::CategoryManager()
-    : m_names{{0, "Unknown"}, {1, "Manager"},    {2, "Fifo"},   {4, "Parameters"},
-              {5, "Style"},   {6, "Process"},    {7, "Config"}} {}
+const CategoryManager::NameTable& CategoryManager::namesPrivate() const {
+    static const NameTable predefined{{0, "Unknown"},    {1, "Manager"}, {2, "Fifo"},
+                                      {4, "Parameters"}, {5, "Style"},   {6, "Process"},
+                                      {7, "Config"}};
+    return m_names ? *m_names : predefined;
+}
+
+CategoryManager::NameTable& CategoryManager::ownNamesPrivate() {
+    if (!m_names) m_names = std::make_unique<NameTable>(namesPrivate());
+    return *m_names;
+}
+
+CategoryManager::CategoryManager() = default;
 
 CategoryManager::CategoryManager(const CategoryManager& other) {
     MutexLock lock(&other.m_mutex);
-    m_names = other.m_names;
+    if (other.m_names) m_names = std::make_unique<NameTable>(*other.m_names);
 }
 
 CategoryManager& CategoryManager::operator=(const CategoryManager& other) {
     if (this == &other) return *this;
     MutexLock lock(&m_mutex);
     MutexLock otherLock(&other.m_mutex);
-    m_names = other.m_names;
+    m_names = other.m_names ? std::make_unique<NameTable>(*other.m_names) : nullptr;
     return *this;
 }
 
@@ -96,61 +216,61 @@ CategoryManager::~CategoryManager() = default;
 
 std::string CategoryManager::categoryName(unsigned int category) const {
     MutexLock lock(&m_mutex);
-    auto it = m_names.find(category);
-    return it == m_names.end() ? std::string() : it->second;
+    const NameTable& names = namesPrivate();
+    auto it = names.find(category);
+    return it == names.end() ? std::string() : it->second;
 }
 
 bool CategoryManager::setCategory(unsigned int category, const std::string& name) {
     MutexLock lock(&m_mutex);
-    m_names[category] = name;
+    ownNamesPrivate()[category] = name;
     return true;
 }
 
 bool CategoryManager::eraseCategory(unsigned int category) {
     MutexLock lock(&m_mutex);
-    return m_names.erase(category) == 1;
+    if (namesPrivate().count(category) == 0) return false;
+    ownNamesPrivate().erase(category);
+    return true;
 }
 
 // ---- construction and copying -----------------------------------------------------
 
 PropertyInterface::PropertyInterface() = default;
 
+// The source's lock is taken in the body, after the members are built.
 PropertyInterface::PropertyInterface(const PropertyInterface& other)
     : EventGenerator(other), m_categories(other.m_categories) {
-    copyTableFrom(other);
+    MutexLock sourceLock(&other.m_mutex);
+    m_table = other.m_table;
 }
 
 PropertyInterface& PropertyInterface::operator=(const PropertyInterface& other) {
     if (this == &other) return *this;
     MutexLock lock(&m_mutex);
     EventGenerator::operator=(other);
-    m_table.clear();
-    copyTableFrom(other);
+    {
+        MutexLock sourceLock(&other.m_mutex);
+        m_table = other.m_table;
+    }
     m_categories = other.m_categories;
     return *this;
 }
 
 PropertyInterface::~PropertyInterface() = default;
 
-void PropertyInterface::copyTableFrom(const PropertyInterface& source) {
-    MutexLock lock(&source.m_mutex);
-    for (const auto& [name, record] : source.m_table) m_table.emplace(name, copyRecord(*record));
-}
-
 // ---- lookups ----------------------------------------------------------------------
 
 const Property* PropertyInterface::findReadable(const std::string& name, bool force) const {
-    auto it = m_table.find(name);
-    if (it == m_table.end()) return nullptr;
-    if (!force && !(it->second->access & read_access)) return nullptr;
-    return it->second.get();
+    const Property* record = m_table.find(name);
+    if (!record || (!force && !(record->access & read_access))) return nullptr;
+    return record;
 }
 
 Property* PropertyInterface::findWritable(const std::string& name, bool force) {
-    auto it = m_table.find(name);
-    if (it == m_table.end()) return nullptr;
-    if (!force && !(it->second->access & write_access)) return nullptr;
-    return it->second.get();
+    Property* record = m_table.find(name);
+    if (!record || (!force && !(record->access & write_access))) return nullptr;
+    return record;
 }
 
 // ---- reading ----------------------------------------------------------------------
@@ -368,42 +488,35 @@ bool PropertyInterface::setProperty(Property* record, const std::string& value) 
 
 // ---- declaring --------------------------------------------------------------------
 
-bool PropertyInterface::insertRecord(const std::string& name, std::unique_ptr<Property> record) {
-    if (!record) return false;
-    MutexLock lock(&m_mutex);
-    const std::string cleaned = validateName(name, "_");
-    return m_table.emplace(cleaned, std::move(record)).second;
+// A name that is already valid (the usual case) is taken as it is.
+Property* PropertyInterface::addRecordPrivate(const std::string& name) {
+    return isValidName(name) ? m_table.add(name) : m_table.add(validateName(name, "_"));
 }
 
 template <class V>
-bool PropertyInterface::declare(const std::string& name, V value, PropertyType type,
-                                AccessType access, int category,
-                                const std::string& description) {
-    auto record = std::make_unique<Property>();
-    record->type = type;
-    record->access = access;
-    record->category = category;
-    record->description = description;
+bool PropertyInterface::declare(const std::string& name, const V& value, PropertyType type,
+                                AccessType access, int category, const PropertyText& description) {
+    if (!hasClass(type, classOf<V>())) return false;
+    MutexLock lock(&m_mutex);
+    Property* record = addRecordPrivate(name);
+    if (!record) return false;
+    describe(record, type, access, category, description);
     if constexpr (std::is_same_v<V, std::string>) {
-        if (!hasClass(type, string_class)) return false;
         record->text = value;
+    } else if constexpr (std::is_floating_point_v<V>) {
+        record->value.d = value;
+    } else if constexpr (classOf<V>() == unsigned_class) {
+        record->value.u = static_cast<unsigned long long>(value);
     } else {
-        if (!hasClass(type, classOf<V>())) return false;
-        if constexpr (std::is_floating_point_v<V>) {
-            record->value.d = value;
-        } else if constexpr (classOf<V>() == unsigned_class) {
-            record->value.u = static_cast<unsigned long long>(value);
-        } else {
-            record->value.s = static_cast<long long>(value);
-        }
+        record->value.s = static_cast<long long>(value);
     }
-    return insertRecord(name, std::move(record));
+    return true;
 }
 
 #define KORVANE_DECLARE(T)                                                              \
     bool PropertyInterface::addProperty(const std::string& name, T value, PropertyType type, \
                                         AccessType access, int category,                 \
-                                        const std::string& description) {                \
+                                        const PropertyText& description) {               \
         return declare(name, value, type, access, category, description);                \
     }
 KORVANE_DECLARE(signed char)
@@ -422,101 +535,100 @@ KORVANE_DECLARE(double)
 
 bool PropertyInterface::addProperty(const std::string& name, const std::string& value,
                                     PropertyType type, AccessType access, int category,
-                                    const std::string& description) {
+                                    const PropertyText& description) {
     return declare(name, value, type, access, category, description);
 }
 
 bool PropertyInterface::addProperty(const std::string& name, const char* value, PropertyType type,
                                     AccessType access, int category,
-                                    const std::string& description) {
+                                    const PropertyText& description) {
     return declare(name, std::string(value ? value : ""), type, access, category, description);
 }
 
 bool PropertyInterface::addProperty(const std::string& name, long long index,
                                     const std::vector<std::string>& names, PropertyType type,
                                     AccessType access, int category,
-                                    const std::string& description) {
+                                    const PropertyText& description) {
     if (!hasClass(type, unsigned_class)) return false;
-    auto record = std::make_unique<Property>();
-    record->type = type;
-    record->access = access;
-    record->category = category;
-    record->description = description;
+    MutexLock lock(&m_mutex);
+    Property* record = addRecordPrivate(name);
+    if (!record) return false;
+    describe(record, type, access, category, description);
     record->enumNames = names;
     record->value.s = index;
-    return insertRecord(name, std::move(record));
+    return true;
 }
 
 bool PropertyInterface::addProperty(const std::string& name, long long index, char** names,
                                     int count, PropertyType type, AccessType access, int category,
-                                    const std::string& description) {
+                                    const PropertyText& description) {
     std::vector<std::string> list;
     for (int i = 0; names && i < count; ++i) list.emplace_back(names[i] ? names[i] : "");
     return addProperty(name, index, list, type, access, category, description);
 }
 
 bool PropertyInterface::addProperty(const std::string& name, std::unique_ptr<Property> record) {
-    return insertRecord(name, std::move(record));
+    if (!record) return false;
+    MutexLock lock(&m_mutex);
+    Property* slot = addRecordPrivate(name);
+    if (!slot) return false;
+    *slot = std::move(*record);
+    return true;
 }
 
 bool PropertyInterface::eraseProperty(const std::string& name) {
     MutexLock lock(&m_mutex);
-    auto it = m_table.find(name);
-    if (it == m_table.end()) return false;
-    m_table.erase(it);
-    return true;
+    return m_table.erase(name);
 }
 
 // ---- describing -------------------------------------------------------------------
 
 PropertyType PropertyInterface::propertyType(const std::string& name) const {
     MutexLock lock(&m_mutex);
-    auto it = m_table.find(name);
-    return it == m_table.end() ? invalid_property : it->second->type;
+    const Property* record = m_table.find(name);
+    return record ? record->type : invalid_property;
 }
 
 AccessType PropertyInterface::propertyAccess(const std::string& name) const {
     MutexLock lock(&m_mutex);
-    auto it = m_table.find(name);
-    return it == m_table.end() ? not_set : it->second->access;
+    const Property* record = m_table.find(name);
+    return record ? record->access : not_set;
 }
 
 int PropertyInterface::propertyCategory(const std::string& name) const {
     MutexLock lock(&m_mutex);
-    auto it = m_table.find(name);
-    return it == m_table.end() ? 0 : it->second->category;
+    const Property* record = m_table.find(name);
+    return record ? record->category : 0;
 }
 
 std::string PropertyInterface::propertyCategoryName(const std::string& name) const {
     MutexLock lock(&m_mutex);
-    auto it = m_table.find(name);
-    if (it == m_table.end()) return std::string();
-    return m_categories.categoryName(static_cast<unsigned int>(it->second->category));
+    const Property* record = m_table.find(name);
+    if (!record) return std::string();
+    return m_categories.categoryName(static_cast<unsigned int>(record->category));
 }
 
-// The reference stays valid only while the property exists.
 const std::string& PropertyInterface::propertyDescription(const std::string& name) const {
     MutexLock lock(&m_mutex);
-    auto it = m_table.find(name);
-    return it == m_table.end() ? emptyString : it->second->description;
+    const Property* record = m_table.find(name);
+    return record ? record->description.str() : emptyString;
 }
 
 const std::vector<std::string>& PropertyInterface::propertyEnumList(const std::string& name) const {
     MutexLock lock(&m_mutex);
-    auto it = m_table.find(name);
-    return it == m_table.end() ? emptyContainer : it->second->enumNames;
+    const Property* record = m_table.find(name);
+    return record ? record->enumNames : emptyContainer;
 }
 
 bool PropertyInterface::propertyInfo(const std::string& name, PropertyInfo* info) const {
     MutexLock lock(&m_mutex);
-    auto it = m_table.find(name);
-    if (it == m_table.end() || !info) return false;
-    const Property& record = *it->second;
-    info->type = record.type;
-    info->category = record.category;
-    info->access = record.access;
-    info->description = record.description;
-    info->valueSet = record.valueSet;
+    const Property* record = m_table.find(name);
+    if (!record || !info) return false;
+    info->type = record->type;
+    info->category = record->category;
+    info->access = record->access;
+    info->description = record->description.str();
+    info->valueSet = record->valueSet;
     return true;
 }
 
@@ -549,22 +661,21 @@ PropertyInterface& PropertyInterface::assignProperties(const PropertyInterface& 
     MutexLock lock(&m_mutex);
     MutexLock sourceLock(&source.m_mutex);
     if (strategy == assign_replace) {
-        m_table.clear();
-        for (const auto& [name, record] : source.m_table) m_table.emplace(name, copyRecord(*record));
+        m_table = source.m_table;
         return *this;
     }
     if (strategy != assign_existing && strategy != assign_merge && strategy != assign_writable) {
         return *this;
     }
     for (const auto& [name, record] : source.m_table) {
-        auto it = m_table.find(name);
-        if (it == m_table.end()) {
-            if (strategy == assign_merge) m_table.emplace(name, copyRecord(*record));
+        Property* own = m_table.find(name);
+        if (!own) {
+            if (strategy == assign_merge) *m_table.add(name) = record;
             continue;
         }
-        if (it->second->type != record->type) continue;
-        if (strategy == assign_writable && !(it->second->access & write_access)) continue;
-        *it->second = *record;
+        if (own->type != record.type) continue;
+        if (strategy == assign_writable && !(own->access & write_access)) continue;
+        *own = record;
     }
     return *this;
 }

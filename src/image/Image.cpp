@@ -12,6 +12,17 @@ namespace {
 
 constexpr unsigned int byteQuantumId = 129;
 
+// Declared for every image; as permanent texts they cost no allocation.
+const PropertyText& statusDescription() {
+    static const PropertyText text = PropertyText::permanent("Status of the image.");
+    return text;
+}
+
+const PropertyText& metadataDescription() {
+    static const PropertyText text = PropertyText::permanent("Image's metadata.");
+    return text;
+}
+
 }  // namespace
 
 Image::Image() : Image(0u, 0u, 0u) {}
@@ -21,9 +32,9 @@ Image::Image(unsigned int width, unsigned int height) : Image(byteQuantumId, wid
 Image::Image(unsigned int quantumId, unsigned int width, unsigned int height)
     : ManageableType("Image") {
     addProperty("Status", std::string(), string_property, read_write_access, 0,
-                "Status of the image.");
+                statusDescription());
     addProperty("Metadata", std::string(), string_property, read_write_access, 0,
-                "Image's metadata.");
+                metadataDescription());
     init(quantumId, width, height);
 }
 

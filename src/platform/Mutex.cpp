@@ -4,11 +4,18 @@
 
 #include <pthread.h>
 
+#include <mutex>
+#include <new>
+
 namespace Korvane {
 
 struct Mutex::Private {
     pthread_mutex_t lock;  // the re-entrant lock handed out by lock()/unlock()
 
+    // The event is made on its first use: most locks are never waited on, and making
+    // and destroying it would cost more than the lock itself.
+    std::once_flag eventMade;
+    bool hasEvent = false;      // set once, inside eventMade
     pthread_mutex_t eventLock;  // guards signalled; held only inside notify/wait
     pthread_cond_t eventCond;
     bool signalled = false;
@@ -19,14 +26,21 @@ struct Mutex::Private {
         pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
         pthread_mutex_init(&lock, &attributes);
         pthread_mutexattr_destroy(&attributes);
-
-        pthread_mutex_init(&eventLock, nullptr);
-        Internal::initMonotonicCondition(&eventCond);
     }
     ~Private() {
-        pthread_cond_destroy(&eventCond);
-        pthread_mutex_destroy(&eventLock);
+        if (hasEvent) {
+            pthread_cond_destroy(&eventCond);
+            pthread_mutex_destroy(&eventLock);
+        }
         pthread_mutex_destroy(&lock);
+    }
+
+    void makeEvent() {
+        std::call_once(eventMade, [this] {
+            pthread_mutex_init(&eventLock, nullptr);
+            Internal::initMonotonicCondition(&eventCond);
+            hasEvent = true;
+        });
     }
 };
 
@@ -48,15 +62,19 @@ constexpr unsigned long kInfinite = 0xFFFFFFFFul;
 
 }  // namespace
 
-Mutex::Mutex() : d(std::make_unique<Private>()) {}
+Mutex::Mutex() : d(new (m_storage) Private) {
+    static_assert(sizeof(Private) <= storageSize && alignof(Private) <= 16,
+                  "Mutex::Private does not fit the storage reserved in Mutex.h");
+}
 
-Mutex::~Mutex() = default;
+Mutex::~Mutex() { d->~Private(); }
 
 void Mutex::lock() { pthread_mutex_lock(&d->lock); }
 
 void Mutex::unlock() { pthread_mutex_unlock(&d->lock); }
 
 void Mutex::notify() {
+    d->makeEvent();
     EventLockGuard guard(&d->eventLock);
     d->signalled = true;
     pthread_cond_signal(&d->eventCond);
@@ -66,6 +84,7 @@ void Mutex::wait() { wait(kInfinite); }
 
 bool Mutex::wait(unsigned long ms) {
     ms &= kInfinite;
+    d->makeEvent();
     EventLockGuard guard(&d->eventLock);
     if (ms == kInfinite) {
         while (!d->signalled) {
@@ -82,9 +101,5 @@ bool Mutex::wait(unsigned long ms) {
     d->signalled = false;
     return true;
 }
-
-MutexLock::MutexLock(Mutex* m) : m_mutex(m) { m_mutex->lock(); }
-
-MutexLock::~MutexLock() { m_mutex->unlock(); }
 
 }  // namespace Korvane

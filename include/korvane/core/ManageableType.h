@@ -51,7 +51,7 @@ private:
     // Declares none of the three properties.
     ManageableType();
 
-    void declare(const char* property, const std::string& value, const char* description);
+    void declare(const char* property, const std::string& value, const PropertyText& description);
     bool setOnce(const char* property, const std::string& value);
 };
 

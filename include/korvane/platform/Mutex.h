@@ -3,11 +3,12 @@
 // auto-reset wake-up event. Waiting on the event never releases the lock. The event
 // is not counted: a notify with no waiter stays pending until the next wait, and
 // two notifies before a wait count as one. MutexLock holds a Mutex for a scope.
-// Neither is copyable: each owns operating-system objects.
+// Neither is copyable: each owns operating-system objects. The lock and the event are
+// kept inside the Mutex itself, so that objects owning one cost no heap record for it.
 
 #include <korvane/core/Export.h>
 
-#include <memory>
+#include <cstddef>
 
 namespace Korvane {
 
@@ -34,14 +35,19 @@ public:
 
 private:
     struct Private;
-    std::unique_ptr<Private> d;
+
+    // Room for Private; Mutex.cpp checks at compile time that it fits, so that the
+    // operating-system types stay out of this header.
+    static constexpr std::size_t storageSize = 160;
+    alignas(16) unsigned char m_storage[storageSize];
+    Private* d;  // the record built in m_storage
 };
 
 class KORVANE_API MutexLock {
 public:
     // Locks m, which must not be null and must outlive this scope.
-    explicit MutexLock(Mutex* m);
-    virtual ~MutexLock();
+    explicit MutexLock(Mutex* m) : m_mutex(m) { m_mutex->lock(); }
+    virtual ~MutexLock() { m_mutex->unlock(); }
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
