@@ -41,9 +41,12 @@ ManageableType::ManageableType(const std::string& componentType) {
 }
 
 // A fresh record rather than a write: the copy is not yet an instance of anything,
-// and emptying its name is no change worth an event.
+// and emptying its name is no change worth an event. A copy of an unnamed object
+// (such as the preset records a class copies for each new object) keeps its record.
 ManageableType::ManageableType(const ManageableType& other) : PropertyInterface(other) {
-    if (eraseProperty(nameProperty)) declare(nameProperty, std::string(), nameDescription());
+    if (!name().empty() && eraseProperty(nameProperty)) {
+        declare(nameProperty, std::string(), nameDescription());
+    }
 }
 
 ManageableType::~ManageableType() = default;

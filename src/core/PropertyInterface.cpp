@@ -91,6 +91,9 @@ int compareNames(std::string_view a, std::string_view b) noexcept {
     return a.compare(b);
 }
 
+// Most objects declare a handful of properties: room for them all at once.
+constexpr std::size_t usualRecordCount = 8;
+
 }  // namespace
 
 // ---- PropertyText -----------------------------------------------------------------
@@ -132,12 +135,21 @@ std::pair<std::size_t, bool> PropertyTable::locate(std::string_view name) const 
     return {low, false};
 }
 
+PropertyTable& PropertyTable::operator=(const PropertyTable& other) {
+    if (this == &other) return *this;
+    reserve(std::max(other.size() + 2, usualRecordCount));
+    m_entries = other.m_entries;
+    m_order = other.m_order;
+    return *this;
+}
+
+void PropertyTable::reserve(std::size_t count) {
+    m_entries.reserve(count);
+    m_order.reserve(count);
+}
+
 Property* PropertyTable::append(std::size_t place, std::string_view name) {
-    // Most objects declare a handful of properties: room for them all at once.
-    if (m_entries.capacity() == 0) {
-        m_entries.reserve(8);
-        m_order.reserve(8);
-    }
+    if (m_entries.capacity() == 0) reserve(usualRecordCount);
     m_entries.emplace_back(std::piecewise_construct, std::forward_as_tuple(name),
                            std::forward_as_tuple());
     m_order.insert(m_order.begin() + static_cast<std::ptrdiff_t>(place),

@@ -30,12 +30,20 @@ Image::Image() : Image(0u, 0u, 0u) {}
 Image::Image(unsigned int width, unsigned int height) : Image(byteQuantumId, width, height) {}
 
 Image::Image(unsigned int quantumId, unsigned int width, unsigned int height)
-    : ManageableType("Image") {
+    : ManageableType(preset()) {
+    init(quantumId, width, height);
+}
+
+Image::Image(PresetTag) : ManageableType("Image") {
     addProperty("Status", std::string(), string_property, read_write_access, 0,
                 statusDescription());
     addProperty("Metadata", std::string(), string_property, read_write_access, 0,
                 metadataDescription());
-    init(quantumId, width, height);
+}
+
+const Image& Image::preset() {
+    static const Image records{PresetTag{}};
+    return records;
 }
 
 Image::~Image() = default;

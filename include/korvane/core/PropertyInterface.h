@@ -159,6 +159,15 @@ public:
         const std::uint32_t* m_position;  // not owned
     };
 
+    PropertyTable() = default;
+    // A copy keeps room for a few more records, as a new object copying a preset table
+    // goes on to declare its own.
+    PropertyTable(const PropertyTable& other) { *this = other; }
+    PropertyTable(PropertyTable&&) noexcept = default;
+    PropertyTable& operator=(const PropertyTable& other);
+    PropertyTable& operator=(PropertyTable&&) noexcept = default;
+    ~PropertyTable() = default;
+
     const_iterator begin() const noexcept { return {m_entries.data(), m_order.data()}; }
     const_iterator end() const noexcept {
         return {m_entries.data(), m_order.data() + m_order.size()};
@@ -181,6 +190,7 @@ private:
     // The place in m_order that holds name, or where it would go; and whether it is there.
     std::pair<std::size_t, bool> locate(std::string_view name) const;
     Property* append(std::size_t place, std::string_view name);
+    void reserve(std::size_t count);
 
     std::vector<Entry> m_entries;        // in the order added
     std::vector<std::uint32_t> m_order;  // indices into m_entries, by name
