@@ -1,7 +1,8 @@
-// The frame path: the cost of an anonymous 640 x 480 8-bit image next to the bare
-// allocation of its samples (and next to allocating them zeroed, which a frame does
-// not need), and the cost per sample of a 16-bit look-up next to a plain table loop.
-// The "allocs" counter is the number of heap allocations per iteration.
+// The frame path: the cost of an anonymous 8-bit image next to the bare allocation of
+// its samples, at 640 x 480 and at 4096 x 3072 (the image's own overhead does not grow
+// with its size, as its samples are never touched), next to allocating them zeroed,
+// which a frame does not need; and the cost per sample of a 16-bit look-up next to a
+// plain table loop. The "allocs" counter is the number of heap allocations per iteration.
 
 #include <benchmark/benchmark.h>
 #include <korvane/image/Image.h>
@@ -58,27 +59,35 @@ void reportAllocations(benchmark::State& state, std::uint64_t before) {
     state.counters["allocs"] = benchmark::Counter(count / static_cast<double>(state.iterations()));
 }
 
+// Both frame sizes, given as width and height.
+void frameSizes(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Args({frameWidth, frameHeight})->Args({4096, 3072});
+}
+
 void CreateAnonymousFrame(benchmark::State& state) {
     Korvane::ImageManager* manager = Korvane::ImageManager::get();
+    const auto width = static_cast<unsigned int>(state.range(0));
+    const auto height = static_cast<unsigned int>(state.range(1));
     const std::uint64_t before = allocations.load();
     for (auto _ : state) {
-        Korvane::ImgRefPtr image = manager->createAnonymous(129u, frameWidth, frameHeight, 1u);
+        Korvane::ImgRefPtr image = manager->createAnonymous(129u, width, height, 1u);
         benchmark::DoNotOptimize(image->rawBuffer());
     }
     reportAllocations(state, before);
 }
-BENCHMARK(CreateAnonymousFrame);
+BENCHMARK(CreateAnonymousFrame)->Apply(frameSizes);
 
 void PlainNewFrameArray(benchmark::State& state) {
+    const auto samples = static_cast<std::size_t>(state.range(0) * state.range(1));
     const std::uint64_t before = allocations.load();
     for (auto _ : state) {
-        auto* samples = new unsigned char[frameSamples];
-        benchmark::DoNotOptimize(samples);
-        delete[] samples;
+        auto* array = new unsigned char[samples];
+        benchmark::DoNotOptimize(array);
+        delete[] array;
     }
     reportAllocations(state, before);
 }
-BENCHMARK(PlainNewFrameArray);
+BENCHMARK(PlainNewFrameArray)->Apply(frameSizes);
 
 // What the frame would cost if its samples were value-initialised.
 void ZeroedNewFrameArray(benchmark::State& state) {
