@@ -1,7 +1,6 @@
 // Buffers between threads: blocking hand-over, release by abort and flush, locking by
-// policy, and stress with several producers and consumers. Every wait is bounded;
-// buffers live in shared_ptrs so that a thread left behind by a failed test still
-// finds its buffer.
+// policy, and stress. Every wait is bounded; buffers live in shared_ptrs so that a
+// thread left behind by a failed test still finds its buffer.
 
 #include <gtest/gtest.h>
 #include <korvane/buffers/FifoTemplate.h>
@@ -9,9 +8,11 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
+#include <functional>
 #include <future>
 #include <memory>
+#include <optional>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -32,23 +33,20 @@ namespace {
 
 using namespace std::chrono_literals;
 using StringFifo = FifoTemplate<std::string>;
+using StringRing = RingTemplate<std::string>;
 
-constexpr auto deadline = std::chrono::seconds(10);
-constexpr auto stressDeadline = std::chrono::seconds(90);
-// How long an operation that must block is watched before it is released. Only a
-// lower bound: on a loaded machine a blocking operation merely looks blocked longer.
+constexpr auto deadline = 10s;
+constexpr auto stressDeadline = 90s;
+// A lower bound only: on a loaded machine a blocked operation merely looks blocked longer.
 constexpr auto stillBlocked = 50ms;
-
-// Items moved by each stress test: KORVANE_BUFFER_STRESS_ITEMS when set; fewer under
-// ThreadSanitizer, which slows every synchronisation down.
-std::size_t stressItems() {
-    if (const char* text = std::getenv("KORVANE_BUFFER_STRESS_ITEMS")) return std::stoul(text);
+// Fewer under ThreadSanitizer, which slows every synchronisation down.
 #if defined(__SANITIZE_THREAD__)
-    return 100'000;
+constexpr std::size_t stressItems = 100'000;
 #else
-    return 1'000'000;
+constexpr std::size_t stressItems = 1'000'000;
 #endif
-}
+
+const char* const policies[] = {"Single-threaded", "Multi-threaded"};
 
 bool ready(std::future<void>& done, std::chrono::milliseconds limit = deadline) {
     return done.wait_for(limit) == std::future_status::ready;
@@ -65,395 +63,230 @@ public:
     Mutex& bufferLock() { return m_lock; }
 };
 
-// Sequence numbers seen by consumers, one list per consumer thread.
-struct Tally {
-    explicit Tally(int consumers) : seen(consumers) {}
-
-    // True when every number below total was seen exactly once.
-    bool exactlyOnce(std::size_t total, std::string* fault) const {
-        std::vector<unsigned char> hits(total, 0);
-        for (const auto& list : seen) {
-            for (std::size_t number : list) {
-                if (number >= total || hits[number]++ != 0) {
-                    *fault = "unexpected or duplicated item " + std::to_string(number);
-                    return false;
-                }
-            }
-        }
-        for (std::size_t number = 0; number < total; ++number) {
-            if (!hits[number]) {
-                *fault = "lost item " + std::to_string(number);
-                return false;
-            }
-        }
-        return true;
-    }
-
-    std::vector<std::vector<std::size_t>> seen;
-    std::atomic<std::size_t> count{0};
-};
-
-// Runs producers and consumers over one string FIFO until all items have passed, then
-// aborts to release the consumers. Each consumer pops until the abort.
-void moveThroughFifo(const std::shared_ptr<StringFifo>& fifo, int producers, int consumers,
-                     std::size_t total) {
-    auto tally = std::make_shared<Tally>(consumers);
-    std::vector<std::future<void>> consumerDone;
-    for (int c = 0; c < consumers; ++c) {
-        consumerDone.push_back(startDetached([fifo, tally, c] {
-            std::string item;
-            while (fifo->pop(item)) {
-                tally->seen[c].push_back(std::stoul(item));
-                tally->count.fetch_add(1);
-            }
+// Runs operation on threads of their own, checks that each waits, calls release and
+// answers how many operations succeeded; nothing when not all were released in time.
+std::optional<int> blockedUntil(std::function<bool()> operation,
+                                const std::function<void()>& release, int threads = 1) {
+    auto succeeded = std::make_shared<std::atomic<int>>(0);
+    std::vector<std::future<void>> waiters;
+    for (int i = 0; i < threads; ++i) {
+        waiters.push_back(startDetached([operation, succeeded] {
+            if (operation()) succeeded->fetch_add(1);
         }));
     }
-    auto refused = std::make_shared<std::atomic<int>>(0);
-    std::vector<std::future<void>> producerDone;
-    for (int p = 0; p < producers; ++p) {
-        producerDone.push_back(startDetached([fifo, refused, p, producers, total] {
-            for (std::size_t number = p; number < total; number += producers) {
-                if (!fifo->push(std::to_string(number))) refused->fetch_add(1);
-            }
-        }));
+    for (auto& done : waiters) EXPECT_TRUE(stillRunning(done)) << "did not wait";
+    release();
+    for (auto& done : waiters) {
+        if (!ready(done)) return std::nullopt;
     }
-
-    for (auto& done : producerDone) ASSERT_TRUE(ready(done, stressDeadline)) << "producer hangs";
-    EXPECT_EQ(refused->load(), 0);
-    ASSERT_TRUE(eventually([&] { return tally->count.load() == total; }, stressDeadline))
-        << tally->count.load() << " of " << total << " items arrived";
-    fifo->notifyAndAbort();
-    for (auto& done : consumerDone) ASSERT_TRUE(ready(done)) << "consumer not released";
-
-    EXPECT_EQ(fifo->size(), 0);
-    std::string fault;
-    EXPECT_TRUE(tally->exactlyOnce(total, &fault)) << fault;
+    return succeeded->load();
 }
+
+// A waiter of one policy also wakes for a push under the other; one notifySink
+// releases every waiting consumer.
+template <class B>
+void checkBlockedPopRelease() {
+    for (const char* waiting : policies) {
+        for (const char* pushing : policies) {
+            SCOPED_TRACE(std::string("waiting ") + waiting + ", pushing " + pushing);
+            auto buffer = std::make_shared<B>(2);
+            setSwitch(*buffer, "ThreadingPolicy", waiting);
+            auto item = std::make_shared<std::string>();
+            ASSERT_EQ(blockedUntil([buffer, item] { return buffer->pop(*item); },
+                                   [&] {
+                                       setSwitch(*buffer, "ThreadingPolicy", pushing);
+                                       buffer->push("late");
+                                   }),
+                      1);
+            EXPECT_EQ(*item, "late");
+            const auto pop = [buffer] {
+                std::string ignored;
+                return buffer->pop(ignored);
+            };
+            const auto abort = [&] { buffer->notifySink(); };
+            ASSERT_EQ(blockedUntil(pop, abort, 3), 0);
+        }
+    }
+}
+
+// The first fault in what the consumers saw: a number seen twice or out of range, or
+// one producer's numbers (number % producers) out of order. With as many numbers seen
+// as were sent, none is then lost.
+std::string faultIn(const std::vector<std::vector<std::size_t>>& seen, std::size_t total,
+                    std::size_t producers) {
+    std::vector<unsigned char> hits(total, 0);
+    for (const auto& list : seen) {
+        std::vector<std::size_t> next(producers, 0);
+        for (const std::size_t number : list) {
+            if (number >= total || hits[number]++ != 0)
+                return "duplicate " + std::to_string(number);
+            if (number < next[number % producers]) return "reordered " + std::to_string(number);
+            next[number % producers] = number + 1;
+        }
+    }
+    return "";
+}
+
+struct Traffic {
+    const char* policy;
+    const char* block;  // PushBlock and PopBlock; "Off" makes both sides retry
+    std::size_t producers;
+    int consumers;
+    std::size_t items;
+};
 
 }  // namespace
 
-// ---- blocking hand-over ------------------------------------------------------------------
-
-TEST(FifoTemplateThreads, BlockedPopYieldsTheItemPushedLater) {
-    for (const char* policy : {"Single-threaded", "Multi-threaded"}) {
-        auto fifo = std::make_shared<StringFifo>(2);
-        setSwitch(*fifo, "ThreadingPolicy", policy);
-        auto item = std::make_shared<std::string>();
-        auto result = std::make_shared<std::atomic<bool>>(false);
-        auto done = startDetached([fifo, item, result] { *result = fifo->pop(*item); });
-        EXPECT_TRUE(stillRunning(done)) << policy;
-        ASSERT_TRUE(fifo->push("late"));
-        ASSERT_TRUE(ready(done)) << policy;
-        EXPECT_TRUE(result->load());
-        EXPECT_EQ(*item, "late");
-    }
+TEST(BufferTemplateThreads, BlockedPopTakesALaterPushOrFailsOnAbort) {
+    checkBlockedPopRelease<StringFifo>();
+    checkBlockedPopRelease<StringRing>();
 }
 
-TEST(FifoTemplateThreads, WaiterOfOnePolicyWakesForAPushUnderTheOther) {
-    const std::pair<const char*, const char*> switches[] = {{"Single-threaded", "Multi-threaded"},
-                                                            {"Multi-threaded", "Single-threaded"}};
-    for (const auto& [waitingUnder, pushingUnder] : switches) {
-        auto fifo = std::make_shared<StringFifo>(2);
-        setSwitch(*fifo, "ThreadingPolicy", waitingUnder);
-        auto item = std::make_shared<std::string>();
-        auto done = startDetached([fifo, item] { fifo->pop(*item); });
-        EXPECT_TRUE(stillRunning(done)) << waitingUnder;
-        setSwitch(*fifo, "ThreadingPolicy", pushingUnder);
-        ASSERT_TRUE(fifo->push("across"));
-        ASSERT_TRUE(ready(done)) << "waiting " << waitingUnder << ", pushing " << pushingUnder;
-        EXPECT_EQ(*item, "across");
-    }
-}
-
-TEST(FifoTemplateThreads, BlockedPushProceedsWhenAConsumerMakesRoom) {
-    for (const char* policy : {"Single-threaded", "Multi-threaded"}) {
+TEST(FifoTemplateThreads, BlockedPushProceedsWhenRoomIsMadeOrFailsOnAbort) {
+    for (const char* policy : policies) {
+        SCOPED_TRACE(policy);
         auto fifo = std::make_shared<StringFifo>(1);
         setSwitch(*fifo, "ThreadingPolicy", policy);
         ASSERT_TRUE(fifo->push("first"));
-        auto result = std::make_shared<std::atomic<bool>>(false);
-        auto done = startDetached([fifo, result] { *result = fifo->push("second"); });
-        EXPECT_TRUE(stillRunning(done)) << policy;
+        const auto push = [fifo] { return fifo->push("next"); };
         std::string item;
-        ASSERT_TRUE(fifo->pop(item));
-        ASSERT_TRUE(ready(done)) << policy;
-        EXPECT_TRUE(result->load());
-        ASSERT_TRUE(fifo->pop(item));
-        EXPECT_EQ(item, "second");
+        ASSERT_EQ(blockedUntil(push, [&] { fifo->pop(item); }), 1);
+        EXPECT_EQ(item, "first");
+        ASSERT_EQ(blockedUntil(push, [&] { fifo->flush(); }), 1);
+        const auto abort = [&] { fifo->notifySource(); };
+        ASSERT_EQ(blockedUntil(push, abort, 3), 0);
+        EXPECT_EQ(fifo->size(), 1);
     }
-}
-
-TEST(FifoTemplateThreads, AbortReleasesABlockedPop) {
-    auto fifo = std::make_shared<StringFifo>(2);
-    auto result = std::make_shared<std::atomic<bool>>(true);
-    auto done = startDetached([fifo, result] {
-        std::string item;
-        *result = fifo->pop(item);
-    });
-    EXPECT_TRUE(stillRunning(done));
-    fifo->notifyAndAbort();
-    ASSERT_TRUE(ready(done)) << "pop not released by notifyAndAbort";
-    EXPECT_FALSE(result->load());
-    EXPECT_FALSE(fifo->push("after abort"));
-    fifo->flush();
-    EXPECT_TRUE(fifo->push("after flush"));
-}
-
-TEST(FifoTemplateThreads, OneAbortReleasesEveryBlockedConsumer) {
-    for (const char* policy : {"Single-threaded", "Multi-threaded"}) {
-        auto fifo = std::make_shared<StringFifo>(2);
-        setSwitch(*fifo, "ThreadingPolicy", policy);
-        std::vector<std::future<void>> consumers;
-        for (int i = 0; i < 4; ++i) {
-            consumers.push_back(startDetached([fifo] {
-                std::string item;
-                fifo->pop(item);
-            }));
-        }
-        for (auto& done : consumers) EXPECT_TRUE(stillRunning(done));
-        fifo->notifySink();
-        for (auto& done : consumers) ASSERT_TRUE(ready(done)) << policy;
-    }
-}
-
-TEST(FifoTemplateThreads, NotifySourceReleasesABlockedPush) {
-    auto fifo = std::make_shared<StringFifo>(0);
-    auto result = std::make_shared<std::atomic<bool>>(true);
-    auto done = startDetached([fifo, result] { *result = fifo->push("never fits"); });
-    EXPECT_TRUE(stillRunning(done));
-    fifo->notifySource();
-    ASSERT_TRUE(ready(done));
-    EXPECT_FALSE(result->load());
-}
-
-TEST(FifoTemplateThreads, FlushMakesRoomForABlockedPush) {
-    auto fifo = std::make_shared<StringFifo>(1);
-    fifo->push("stale");
-    auto done = startDetached([fifo] { fifo->push("fresh"); });
-    EXPECT_TRUE(stillRunning(done));
-    fifo->flush();
-    ASSERT_TRUE(ready(done)) << "push still blocked after flush";
-    std::string item;
-    ASSERT_TRUE(fifo->pop(item));
-    EXPECT_EQ(item, "fresh");
 }
 
 TEST(FifoTemplateThreads, OnlyTheMultiThreadedPolicyTakesTheLock) {
     auto fifo = std::make_shared<InspectableFifo>(4);
     setSwitch(*fifo, "ThreadingPolicy", "Single-threaded");
-    {
-        MutexLock held(&fifo->bufferLock());
-        auto done = startDetached([fifo] { fifo->push("unlocked"); });
-        EXPECT_TRUE(ready(done)) << "a single-threaded push waited for the lock";
-    }
+    fifo->bufferLock().lock();
+    auto unlocked = startDetached([fifo] { fifo->push("unlocked"); });
+    EXPECT_TRUE(ready(unlocked)) << "a single-threaded push waited for the lock";
     setSwitch(*fifo, "ThreadingPolicy", "Multi-threaded");
-    std::future<void> done;
-    {
-        MutexLock held(&fifo->bufferLock());
-        done = startDetached([fifo] { fifo->push("locked"); });
-        EXPECT_TRUE(stillRunning(done)) << "a multi-threaded push ignored the lock";
-    }
-    ASSERT_TRUE(ready(done));
+    ASSERT_EQ(
+        blockedUntil([fifo] { return fifo->push("locked"); }, [&] { fifo->bufferLock().unlock(); }),
+        1);
     EXPECT_EQ(fifo->size(), 2);
 }
 
-TEST(RingTemplateThreads, BlockedPopYieldsTheItemPushedLater) {
-    auto ring = std::make_shared<RingTemplate<std::string>>(2);
-    auto item = std::make_shared<std::string>();
-    auto done = startDetached([ring, item] { ring->pop(*item); });
-    EXPECT_TRUE(stillRunning(done));
-    ring->push("late");
-    ASSERT_TRUE(ready(done));
-    EXPECT_EQ(*item, "late");
-}
+class FifoTraffic : public ::testing::TestWithParam<Traffic> {};
 
-TEST(RingTemplateThreads, AbortReleasesABlockedPop) {
-    auto ring = std::make_shared<RingTemplate<std::string>>(2);
-    auto result = std::make_shared<std::atomic<bool>>(true);
-    auto done = startDetached([ring, result] {
-        std::string item;
-        *result = ring->pop(item);
-    });
-    EXPECT_TRUE(stillRunning(done));
-    ring->notifyAndAbort();
-    ASSERT_TRUE(ready(done));
-    EXPECT_FALSE(result->load());
-}
-
-// ---- stress ------------------------------------------------------------------------------
-
-TEST(FifoTemplateThreads, ManyProducersAndConsumersLoseAndDuplicateNothing) {
-    moveThroughFifo(std::make_shared<StringFifo>(64), 3, 3, stressItems());
-}
-
-TEST(FifoTemplateThreads, NonBlockingSidesLoseAndDuplicateNothing) {
-    auto fifo = std::make_shared<StringFifo>(64);
-    setSwitch(*fifo, "PushBlock", "Off");
-    setSwitch(*fifo, "PopBlock", "Off");
-    const std::size_t total = stressItems() / 20;  // both sides retry after yielding
-    auto tally = std::make_shared<Tally>(2);
+TEST_P(FifoTraffic, ProducersAndConsumersLoseDuplicateAndReorderNothing) {
+    const Traffic& traffic = GetParam();
+    auto fifo = std::make_shared<StringFifo>(16);
+    setSwitch(*fifo, "ThreadingPolicy", traffic.policy);
+    setSwitch(*fifo, "PushBlock", traffic.block);
+    setSwitch(*fifo, "PopBlock", traffic.block);
+    const bool blocking = std::string(traffic.block) == "On";
+    auto seen = std::make_shared<std::vector<std::vector<std::size_t>>>(traffic.consumers);
+    auto arrived = std::make_shared<std::atomic<std::size_t>>(0);
+    auto refused = std::make_shared<std::atomic<int>>(0);
     auto stop = std::make_shared<std::atomic<bool>>(false);
-    std::vector<std::future<void>> threads;
-    for (int c = 0; c < 2; ++c) {
-        threads.push_back(startDetached([fifo, tally, stop, c] {
+    std::vector<std::future<void>> consumers;
+    std::vector<std::future<void>> producers;
+    for (int c = 0; c < traffic.consumers; ++c) {
+        consumers.push_back(startDetached([fifo, seen, arrived, stop, c] {
             std::string item;
             while (!stop->load()) {
                 if (!fifo->pop(item)) {
                     std::this_thread::yield();
                     continue;
                 }
-                tally->seen[c].push_back(std::stoul(item));
-                tally->count.fetch_add(1);
+                (*seen)[c].push_back(std::stoul(item));
+                arrived->fetch_add(1);
             }
         }));
     }
-    for (int p = 0; p < 2; ++p) {
-        threads.push_back(startDetached([fifo, p, total] {
-            for (std::size_t number = p; number < total; number += 2) {
-                while (!fifo->push(std::to_string(number))) std::this_thread::yield();
+    for (std::size_t p = 0; p < traffic.producers; ++p) {
+        producers.push_back(startDetached([fifo, refused, stop, blocking, p, traffic] {
+            for (std::size_t n = p; n < traffic.items; n += traffic.producers) {
+                while (!fifo->push(std::to_string(n)) && !stop->load()) {
+                    if (blocking) refused->fetch_add(1);  // a waiting push never fails
+                    std::this_thread::yield();
+                }
             }
         }));
     }
-    ASSERT_TRUE(eventually([&] { return tally->count.load() == total; }, stressDeadline));
+    for (auto& done : producers) ASSERT_TRUE(ready(done, stressDeadline)) << "producer hangs";
+    ASSERT_TRUE(eventually([&] { return arrived->load() == traffic.items; }, stressDeadline))
+        << arrived->load() << " of " << traffic.items << " items arrived";
     stop->store(true);
-    for (auto& done : threads) ASSERT_TRUE(ready(done));
-    std::string fault;
-    EXPECT_TRUE(tally->exactlyOnce(total, &fault)) << fault;
+    fifo->notifyAndAbort();
+    for (auto& done : consumers) ASSERT_TRUE(ready(done)) << "consumer not released";
+    EXPECT_EQ(refused->load(), 0);
+    EXPECT_EQ(fifo->size(), 0);
+    EXPECT_EQ(faultIn(*seen, traffic.items, traffic.producers), "");
 }
 
-TEST(FifoTemplateThreads, SingleThreadedPolicyHandsOverBetweenTwoThreads) {
-    for (const char* block : {"On", "Off"}) {
-        auto fifo = std::make_shared<StringFifo>(16);
-        setSwitch(*fifo, "ThreadingPolicy", "Single-threaded");
-        setSwitch(*fifo, "PushBlock", block);
-        setSwitch(*fifo, "PopBlock", block);
-        // Fewer items when both sides retry: on a loaded machine every yield may give
-        // the processor away for a whole time slice.
-        const std::size_t total = stressItems() / (std::string(block) == "On" ? 4 : 20);
-        auto outOfOrder = std::make_shared<std::atomic<std::size_t>>(0);
-        auto consumer = startDetached([fifo, total, outOfOrder] {
-            std::string item;
-            for (std::size_t expected = 0; expected < total;) {
-                if (!fifo->pop(item)) {
-                    std::this_thread::yield();
-                    continue;
-                }
-                if (std::stoul(item) != expected) outOfOrder->fetch_add(1);
-                ++expected;
-            }
-        });
-        auto producer = startDetached([fifo, total] {
-            for (std::size_t number = 0; number < total; ++number) {
-                while (!fifo->push(std::to_string(number))) std::this_thread::yield();
-            }
-        });
-        ASSERT_TRUE(ready(producer, stressDeadline)) << block;
-        ASSERT_TRUE(ready(consumer, stressDeadline)) << block;
-        EXPECT_EQ(outOfOrder->load(), 0u) << block;
-        EXPECT_EQ(fifo->size(), 0) << block;
-    }
-}
+// Fewer items where both sides retry: on a loaded machine a yield may cost a time slice.
+INSTANTIATE_TEST_SUITE_P(FifoTemplateThreads, FifoTraffic,
+                         ::testing::Values(Traffic{"Multi-threaded", "On", 3, 3, stressItems},
+                                           Traffic{"Multi-threaded", "Off", 2, 2, stressItems / 20},
+                                           Traffic{"Single-threaded", "On", 1, 1, stressItems / 4},
+                                           Traffic{"Single-threaded", "Off", 1, 1,
+                                                   stressItems / 20}));
 
 TEST(FifoTemplateThreads, PushAndPopRaceFlush) {
     const int before = CountedImage::live;
-    {
-        auto fifo = std::make_shared<FifoTemplate<ImgRefPtr>>(8);
-        const int perProducer = static_cast<int>(stressItems() / 50);
-        auto producing = std::make_shared<std::atomic<int>>(2);
-        auto duplicates = std::make_shared<std::atomic<int>>(0);
-        auto seen = std::make_shared<std::vector<std::vector<unsigned char>>>(
-            2, std::vector<unsigned char>(2 * perProducer, 0));
-        std::vector<std::future<void>> producers;
-        std::vector<std::future<void>> consumers;
-        for (int c = 0; c < 2; ++c) {
-            consumers.push_back(startDetached([fifo, seen, duplicates, c] {
-                ImgRefPtr item;
-                while (fifo->pop(item)) {
-                    if ((*seen)[c][serialOf(item)]++ != 0) duplicates->fetch_add(1);
-                }
-            }));
-        }
-        for (int p = 0; p < 2; ++p) {
-            producers.push_back(startDetached([fifo, producing, p, perProducer] {
-                for (int i = 0; i < perProducer; ++i) fifo->push(makeImage(p * perProducer + i));
-                producing->fetch_sub(1);
-            }));
-        }
-        auto flusher = startDetached([fifo, producing] {
-            while (producing->load() > 0) {
-                fifo->flush();
-                std::this_thread::yield();
-            }
-        });
-        for (auto& done : producers) ASSERT_TRUE(ready(done, stressDeadline));
-        ASSERT_TRUE(ready(flusher));
-        fifo->notifyAndAbort();
-        for (auto& done : consumers) ASSERT_TRUE(ready(done));
-
-        EXPECT_EQ(duplicates->load(), 0);
-        for (int serial = 0; serial < 2 * perProducer; ++serial) {
-            ASSERT_LE((*seen)[0][serial] + (*seen)[1][serial], 1) << serial;
-        }
-        fifo->flush();
-        EXPECT_EQ(CountedImage::live - before, 0) << "a flushed or popped image is still alive";
+    auto fifo = std::make_shared<FifoTemplate<ImgRefPtr>>(8);
+    const int perProducer = static_cast<int>(stressItems / 50);
+    auto producing = std::make_shared<std::atomic<int>>(2);
+    auto seen = std::make_shared<std::vector<std::atomic<int>>>(2 * perProducer);
+    std::vector<std::future<void>> producers;
+    std::vector<std::future<void>> consumers;
+    for (int i = 0; i < 2; ++i) {
+        consumers.push_back(startDetached([fifo, seen] {
+            ImgRefPtr item;
+            while (fifo->pop(item)) (*seen)[serialOf(item)].fetch_add(1);
+        }));
+        producers.push_back(startDetached([fifo, producing, i, perProducer] {
+            for (int n = 0; n < perProducer; ++n) fifo->push(makeImage(i * perProducer + n));
+            producing->fetch_sub(1);
+        }));
     }
-    EXPECT_EQ(CountedImage::live - before, 0);
+    auto flusher = startDetached([fifo, producing] {
+        while (producing->load() > 0) {
+            fifo->flush();
+            std::this_thread::yield();
+        }
+    });
+    for (auto& done : producers) ASSERT_TRUE(ready(done, stressDeadline));
+    ASSERT_TRUE(ready(flusher));
+    fifo->notifyAndAbort();
+    for (auto& done : consumers) ASSERT_TRUE(ready(done));
+
+    for (int serial = 0; serial < 2 * perProducer; ++serial)
+        ASSERT_LE((*seen)[serial].load(), 1) << serial;
+    fifo->flush();
+    EXPECT_EQ(CountedImage::live - before, 0) << "a flushed or popped image is still alive";
 }
 
 TEST(RingTemplateThreads, SlowConsumerLosesTheOldestAndOverwrittenImagesAreReleased) {
-    constexpr int capacity = 4;
-    const int total = static_cast<int>(stressItems() / 50);
-    const int before = CountedImage::live;
-    auto ring = std::make_shared<RingTemplate<ImgRefPtr>>(capacity);
-    auto maxLive = std::make_shared<std::atomic<int>>(0);
-    auto outOfOrder = std::make_shared<std::atomic<int>>(0);
-    auto received = std::make_shared<std::atomic<int>>(0);
-    auto consumer = startDetached([ring, total, outOfOrder, received] {
-        ImgRefPtr item;
-        int last = -1;
-        while (last != total - 1 && ring->pop(item)) {
-            if (serialOf(item) <= last) outOfOrder->fetch_add(1);
-            last = serialOf(item);
-            received->fetch_add(1);
-            std::this_thread::sleep_for(20us);  // slow on purpose
-        }
-    });
-    auto producer = startDetached([ring, total, before, maxLive] {
-        for (int serial = 0; serial < total; ++serial) {
-            ring->push(makeImage(serial));
-            // The ring's images, plus the consumer's current and previous one.
-            const int live = CountedImage::live - before;
-            int seen = maxLive->load();
-            while (live > seen && !maxLive->compare_exchange_weak(seen, live)) {
+    const int total = static_cast<int>(stressItems / 50);
+    for (const char* policy : policies) {
+        SCOPED_TRACE(policy);
+        const int before = CountedImage::live;
+        auto ring = std::make_shared<RingTemplate<ImgRefPtr>>(4);
+        setSwitch(*ring, "ThreadingPolicy", policy);
+        auto outOfOrder = std::make_shared<std::atomic<int>>(0);
+        auto consumer = startDetached([ring, total, outOfOrder] {
+            ImgRefPtr item;
+            for (int last = -1; last != total - 1 && ring->pop(item);) {
+                if (serialOf(item) <= last) outOfOrder->fetch_add(1);
+                last = serialOf(item);
+                std::this_thread::sleep_for(20us);  // slow on purpose
             }
-        }
-    });
-    ASSERT_TRUE(ready(producer, stressDeadline)) << "a ring push blocked";
-    ASSERT_TRUE(ready(consumer, stressDeadline)) << "the last image never arrived";
-    EXPECT_LE(maxLive->load(), capacity + 2);
-    EXPECT_EQ(outOfOrder->load(), 0);
-    EXPECT_GT(received->load(), 0);
-    EXPECT_EQ(ring->size(), 0);
-    EXPECT_EQ(CountedImage::live - before, 0);
-}
-
-TEST(RingTemplateThreads, SingleThreadedRingIsSafeBetweenTwoThreads) {
-    auto ring = std::make_shared<RingTemplate<std::string>>(8);
-    setSwitch(*ring, "ThreadingPolicy", "Single-threaded");
-    const std::size_t total = stressItems() / 10;
-    auto outOfOrder = std::make_shared<std::atomic<int>>(0);
-    auto consumer = startDetached([ring, total, outOfOrder] {
-        std::string item;
-        long last = -1;
-        while (last != static_cast<long>(total) - 1 && ring->pop(item)) {
-            const long number = std::stol(item);
-            if (number <= last) outOfOrder->fetch_add(1);
-            last = number;
-        }
-    });
-    auto producer = startDetached([ring, total] {
-        for (std::size_t number = 0; number < total; ++number) ring->push(std::to_string(number));
-    });
-    ASSERT_TRUE(ready(producer, stressDeadline));
-    ASSERT_TRUE(ready(consumer, stressDeadline));
-    EXPECT_EQ(outOfOrder->load(), 0);
+        });
+        auto producer = startDetached([ring, total] {
+            for (int serial = 0; serial < total; ++serial) ring->push(makeImage(serial));
+        });
+        ASSERT_TRUE(ready(producer, stressDeadline)) << "a ring push blocked";
+        ASSERT_TRUE(ready(consumer, stressDeadline)) << "the last image never arrived";
+        EXPECT_EQ(outOfOrder->load(), 0);
+        EXPECT_EQ(ring->size(), 0);
+        EXPECT_EQ(CountedImage::live - before, 0);
+    }
 }

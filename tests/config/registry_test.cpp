@@ -1,11 +1,8 @@
+#include <gtest/gtest.h>
 #include <korvane/config/Registry.h>
 #include <korvane/config/StringSerializer.h>
 #include <korvane/config/StringUtils.h>
-
-#include "support/TempDir.h"
-
-#include <gtest/gtest.h>
-
+#include <korvane/config/SysEnv.h>
 #include <stdlib.h>
 
 #include <fstream>
@@ -13,11 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "support/TempDir.h"
+
 namespace {
 
 using Korvane::Registry;
+using Korvane::SysEnv;
 using Strings = std::vector<std::string>;
-using KorvaneTest::readFile;
 
 // A registry with its constructor's defaults, untouched by library start-up.
 class FreshRegistry : public Registry {};
@@ -28,7 +27,7 @@ std::string value(const Korvane::PropertyInterface& properties, const std::strin
     return text;
 }
 
-// Everything about every record, to see that nothing changed.
+// Every field of every record, to see that nothing changed.
 std::string dump(const Korvane::PropertyInterface& properties) {
     Korvane::StringSerializer serializer;
     std::ostringstream stream;
@@ -36,15 +35,13 @@ std::string dump(const Korvane::PropertyInterface& properties) {
     return stream.str();
 }
 
-struct ExpectedSetting {
-    const char* name;
-    const char* value;
-    Korvane::AccessType access;
-    const char* description;
-};
-
 TEST(Registry, ConstructorCreatesTheElevenSettings) {
-    const ExpectedSetting expected[] = {
+    const struct {
+        const char* name;
+        const char* value;
+        Korvane::AccessType access;
+        const char* description;
+    } expected[] = {
         {"KORVANE_PATH", "", Korvane::read_write_access,
          "Defines the root directory where Korvane itself is installed."},
         {"PLUGIN_PATH", "%KORVANE_PATH%\\plugins\\", Korvane::read_write_access,
@@ -70,7 +67,7 @@ TEST(Registry, ConstructorCreatesTheElevenSettings) {
     };
     FreshRegistry registry;
     EXPECT_EQ(registry.propertyCount(), 11);
-    for (const ExpectedSetting& setting : expected) {
+    for (const auto& setting : expected) {
         SCOPED_TRACE(setting.name);
         Korvane::PropertyInfo info;
         ASSERT_TRUE(registry.propertyInfo(setting.name, &info));
@@ -78,56 +75,39 @@ TEST(Registry, ConstructorCreatesTheElevenSettings) {
         EXPECT_EQ(info.access, setting.access);
         EXPECT_EQ(info.category, 7);
         EXPECT_EQ(info.description, setting.description);
-        EXPECT_FALSE(info.valueSet);
         EXPECT_EQ(value(registry, setting.name), setting.value);
-        EXPECT_EQ(registry.propertyCategoryName(setting.name), "Config");
     }
+    // Library start-up must not make the build record of the singleton writable.
+    EXPECT_FALSE(Registry::get()->setProperty("TOOLSET", "GCC"));
+    EXPECT_EQ(value(*Registry::get(), "TOOLSET"), "MSVC");
 }
 
-TEST(Registry, BuildRecordIsReadOnly) {
-    Registry* registry = Registry::get();
-    EXPECT_FALSE(registry->setProperty("TOOLSET", "GCC"));
-    EXPECT_FALSE(registry->setProperty("CPU", std::string("x86_64")));
-    EXPECT_EQ(value(*registry, "TOOLSET"), "MSVC");
-    EXPECT_EQ(value(*registry, "CPU"), "x86");
-}
-
-TEST(Registry, ExpandPropertyResolvesReferences) {
+TEST(Registry, ExpandPropertyAndSplitAndExpandProperty) {
     FreshRegistry registry;
     ASSERT_TRUE(registry.setProperty("KORVANE_PATH", "C:\\K"));
+    ASSERT_TRUE(registry.setProperty("LOG_PATH", "a;b"));
+    ASSERT_TRUE(registry.setProperty("DATA_PATH", "%KORVANE_PATH%\\data;%LOG_PATH%;D:\\more;"));
     std::string out;
     registry.expandProperty("PLUGIN_PATH", &out, true);
     EXPECT_EQ(out, "C:\\K\\plugins\\");
     registry.expandProperty("PLUGIN_PATH", &out, false);
     EXPECT_EQ(out, "\\plugins\\");
-}
+    Strings items;
+    registry.splitAndExpandProperty("DATA_PATH", &items, true);
+    EXPECT_EQ(items, (Strings{"C:\\K\\data", "a", "b", "D:\\more"}));
 
-TEST(Registry, ExpandPropertyLeavesOutputAloneForUnknownNames) {
-    FreshRegistry registry;
-    std::string out = "kept";
-    registry.expandProperty("NO_SUCH_PATH", &out, true);
-    registry.expandProperty("", &out, true);
-    registry.expandProperty(std::string(10000, 'N'), &out, true);
-    EXPECT_EQ(out, "kept");
+    // Unknown names leave the output alone; a null output is allowed.
+    for (const std::string& name : {std::string("NO_SUCH_PATH"), std::string(10000, 'N')}) {
+        registry.expandProperty(name, &out, true);
+        registry.splitAndExpandProperty(name, &items, true);
+    }
+    EXPECT_EQ(out, "\\plugins\\");
+    EXPECT_EQ(items.size(), 4u);
     registry.expandProperty("PLUGIN_PATH", nullptr, true);
-}
-
-TEST(Registry, SplitAndExpandPropertyGivesAllItems) {
-    FreshRegistry registry;
-    ASSERT_TRUE(registry.setProperty("KORVANE_PATH", "C:\\K"));
-    ASSERT_TRUE(registry.setProperty("LOG_PATH", "a;b"));
-    ASSERT_TRUE(registry.setProperty("DATA_PATH", "%KORVANE_PATH%\\data;%LOG_PATH%;D:\\more;"));
-    Strings out;
-    registry.splitAndExpandProperty("DATA_PATH", &out, true);
-    EXPECT_EQ(out, (Strings{"C:\\K\\data", "a", "b", "D:\\more"}));
-
-    Strings kept{"kept"};
-    registry.splitAndExpandProperty("NO_SUCH_PATH", &kept, true);
-    EXPECT_EQ(kept, Strings{"kept"});
     registry.splitAndExpandProperty("DATA_PATH", nullptr, true);
 }
 
-// Tests that change the singleton's path settings put them back afterwards.
+// Expansion always resolves through the singleton; these cases restore its paths.
 class RegistrySingleton : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -137,64 +117,41 @@ protected:
         for (std::size_t i = 0; i < saved.size(); ++i) registry->setProperty(kPaths[i], saved[i]);
     }
 
-    static constexpr const char* kPaths[] = {"KORVANE_PATH", "PLUGIN_PATH", "BIN_PATH",
-                                             "DATA_PATH",    "LOG_PATH",    "CONFIG_PATH"};
+    static constexpr const char* kPaths[] = {"LOG_PATH", "CONFIG_PATH"};
     Registry* registry = Registry::get();
     Strings saved;
 };
 
-TEST_F(RegistrySingleton, ReferenceCycleEndsWhereItCloses) {
+TEST_F(RegistrySingleton, ReferenceCyclesEnd) {
     ASSERT_TRUE(registry->setProperty("LOG_PATH", "x%CONFIG_PATH%"));
     ASSERT_TRUE(registry->setProperty("CONFIG_PATH", "y%LOG_PATH%"));
     std::string out;
     registry->expandProperty("LOG_PATH", &out, true);
     EXPECT_EQ(out, "xyx");
-}
-
-TEST_F(RegistrySingleton, SelfReferenceThatDoublesStillEnds) {
-    // Without cycle detection this would be 2^32 expansions.
+    // Without cycle detection this doubling reference would take 2^32 expansions.
     ASSERT_TRUE(registry->setProperty("LOG_PATH", "%LOG_PATH%%LOG_PATH%"));
-    std::string out = "unset";
     registry->expandProperty("LOG_PATH", &out, true);
     EXPECT_EQ(out, "");
     EXPECT_EQ(Korvane::expand("<%LOG_PATH%>", true, registry), "<>");
 }
 
-TEST_F(RegistrySingleton, ReferencesNestedDeeperThan32LevelsExpandToNothing) {
-    const int chainLength = 40;
-    Strings names;
-    std::string expected;
-    for (int i = 0; i < chainLength; ++i) {
-        names.push_back("KORVANE_TEST_CHAIN_" + std::to_string(i));
-        if (i < 32) expected += std::to_string(i) + ",";
-    }
-    for (int i = 0; i < chainLength; ++i) {
-        const std::string next = i + 1 < chainLength ? "%" + names[i + 1] + "%" : "";
-        ASSERT_EQ(::setenv(names[i].c_str(), (std::to_string(i) + "," + next).c_str(), 1), 0);
-    }
-    registry->parseEnvironment(names);
-    for (const std::string& name : names) ::unsetenv(name.c_str());
-    EXPECT_EQ(Korvane::expand("%" + names[0] + "%", true, registry), expected);
-}
-
 class RegistryEnvironment : public ::testing::Test {
 protected:
     void TearDown() override {
-        for (const char* name : kVariables) ::unsetenv(name);
+        for (const char* name : {"KORVANE_TEST_SET", "KORVANE_PATH", "TOOLSET", "KORVANE_TEST_NUM"})
+            ::unsetenv(name);
     }
     static void set(const char* name, const char* text) { ASSERT_EQ(::setenv(name, text, 1), 0); }
 
-    static constexpr const char* kVariables[] = {"KORVANE_TEST_SET", "KORVANE_TEST_UNSET",
-                                                 "KORVANE_PATH", "TOOLSET", "KORVANE_TEST_NUM"};
     FreshRegistry registry;
 };
 
 TEST_F(RegistryEnvironment, UnknownNameBecomesReadOnlySetting) {
     set("KORVANE_TEST_SET", "from env");
-    ::unsetenv("KORVANE_TEST_UNSET");
-    registry.parseEnvironment({"KORVANE_TEST_SET", "KORVANE_TEST_UNSET"});
-    for (const char* name : {"KORVANE_TEST_SET", "KORVANE_TEST_UNSET"}) {
-        SCOPED_TRACE(name);
+    const std::string unset(10000, 'V');
+    registry.parseEnvironment({"KORVANE_TEST_SET", unset});
+    for (const std::string& name : {std::string("KORVANE_TEST_SET"), unset}) {
+        SCOPED_TRACE(name.substr(0, 20));
         Korvane::PropertyInfo info;
         ASSERT_TRUE(registry.propertyInfo(name, &info));
         EXPECT_EQ(info.type, Korvane::string_property);
@@ -203,96 +160,131 @@ TEST_F(RegistryEnvironment, UnknownNameBecomesReadOnlySetting) {
         EXPECT_EQ(info.description, "System environment variable.");
     }
     EXPECT_EQ(value(registry, "KORVANE_TEST_SET"), "from env");
-    EXPECT_EQ(value(registry, "KORVANE_TEST_UNSET"), "");
-    EXPECT_FALSE(registry.setProperty("KORVANE_TEST_SET", "changed"));
+    EXPECT_EQ(value(registry, unset), "");
 }
 
-TEST_F(RegistryEnvironment, ExistingWritableTextSettingGetsValueAppended) {
-    ASSERT_TRUE(registry.setProperty("KORVANE_PATH", "C:\\K"));
-    set("KORVANE_PATH", "D:\\K");
-    set("TOOLSET", "GCC");
-    registry.parseEnvironment({"KORVANE_PATH", "TOOLSET"});
-    EXPECT_EQ(value(registry, "KORVANE_PATH"), "C:\\K;D:\\K");
-    EXPECT_EQ(value(registry, "TOOLSET"), "MSVC");
-    EXPECT_EQ(registry.propertyCount(), 11);
-}
-
-TEST_F(RegistryEnvironment, NonTextSettingIsLeftAlone) {
+TEST_F(RegistryEnvironment, WritableTextSettingGetsValueAppendedOthersAreLeftAlone) {
     KorvaneTest::TempDir dir;
     std::ofstream(dir.file("num.cfg")) << "KORVANE_TEST_NUM = 5\n";
     registry.parseConfigFile(dir.file("num.cfg").c_str());
     ASSERT_EQ(registry.propertyType("KORVANE_TEST_NUM"), Korvane::double_property);
+    ASSERT_TRUE(registry.setProperty("KORVANE_PATH", "C:\\K"));
+    set("KORVANE_PATH", "D:\\K");
+    set("TOOLSET", "GCC");
     set("KORVANE_TEST_NUM", "7");
-    registry.parseEnvironment({"KORVANE_TEST_NUM"});
+    registry.parseEnvironment({"KORVANE_PATH", "TOOLSET", "KORVANE_TEST_NUM"});
+    EXPECT_EQ(value(registry, "KORVANE_PATH"), "C:\\K;D:\\K");
+    EXPECT_EQ(value(registry, "TOOLSET"), "MSVC");
     double number = 0;
     ASSERT_TRUE(registry.getProperty("KORVANE_TEST_NUM", &number));
     EXPECT_EQ(number, 5.0);
+    EXPECT_EQ(registry.propertyCount(), 12);
 }
 
 TEST_F(RegistryEnvironment, NamesOutsideTheAlphabetAreSkipped) {
     const std::string before = dump(registry);
     registry.parseEnvironment({"", "my var", "A=B", "cam:1", std::string("A\0B", 3)});
-    EXPECT_EQ(dump(registry), before);
     registry.parseEnvironment({});
     EXPECT_EQ(dump(registry), before);
 }
 
-TEST_F(RegistryEnvironment, LongNameOfUnsetVariableIsAddedEmpty) {
-    const std::string name(10000, 'V');
-    registry.parseEnvironment({name});
-    EXPECT_EQ(value(registry, name), "");
-}
-
-TEST(RegistryConfigFile, RoundTripRestoresValuesAndDescriptions) {
+TEST(RegistryConfigFile, SavedFileRestoresSettingsAndAddsNewOnes) {
     KorvaneTest::TempDir dir;
     const std::string path = dir.file("korvane.cfg");
     FreshRegistry written;
     ASSERT_TRUE(written.setProperty("KORVANE_PATH", "/opt/korvane"));
     written.saveToConfigFile(path.c_str());
-    const std::string text = readFile(path);
+    const std::string text = KorvaneTest::readFile(path);
     EXPECT_EQ(text.rfind("# Korvane Properties\n# \n", 0), 0u) << text;
     EXPECT_NE(text.find("KORVANE_PATH = /opt/korvane\n"), std::string::npos) << text;
+    std::ofstream(path, std::ios::app) << "; Where frames go.\nFRAME_PATH = /data/frames\n";
 
     FreshRegistry read;
     ASSERT_TRUE(read.setProperty("KORVANE_PATH", "elsewhere"));
     read.parseConfigFile(path.c_str());
-    EXPECT_EQ(read.propertyCount(), 11);
-    for (const std::string& name : written.propertyNameList()) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(read.propertyType(name), Korvane::string_property);
-        EXPECT_EQ(value(read, name), value(written, name));
-        EXPECT_EQ(read.propertyDescription(name), written.propertyDescription(name));
-    }
+    EXPECT_EQ(read.propertyCount(), 12);
+    EXPECT_EQ(value(read, "KORVANE_PATH"), "/opt/korvane");
+    EXPECT_EQ(value(read, "PLUGIN_PATH"), "%KORVANE_PATH%\\plugins\\");
+    EXPECT_EQ(read.propertyDescription("CPU"), written.propertyDescription("CPU"));
+    EXPECT_EQ(value(read, "FRAME_PATH"), "/data/frames");
+    EXPECT_EQ(read.propertyDescription("FRAME_PATH"), "Where frames go.");
 }
 
-TEST(RegistryConfigFile, FileAddsNewSettings) {
-    KorvaneTest::TempDir dir;
-    const std::string path = dir.file("extra.cfg");
-    std::ofstream(path) << "# Korvane Properties\n; Where frames go.\nFRAME_PATH = /data/frames\n";
-    FreshRegistry registry;
-    registry.parseConfigFile(path.c_str());
-    EXPECT_EQ(value(registry, "FRAME_PATH"), "/data/frames");
-    EXPECT_EQ(registry.propertyDescription("FRAME_PATH"), "Where frames go.");
-}
-
-TEST(RegistryConfigFile, MissingFileLeavesRegistryUnchanged) {
+TEST(RegistryConfigFile, MissingOrUnwritableFilesChangeNothing) {
     KorvaneTest::TempDir dir;
     FreshRegistry registry;
     const std::string before = dump(registry);
-    registry.parseConfigFile(dir.file("missing.cfg").c_str());
-    registry.parseConfigFile(nullptr);
-    registry.parseConfigFile("");
+    const std::string missing = dir.file("missing.cfg");
+    for (const char* path : {missing.c_str(), static_cast<const char*>(nullptr), ""})
+        registry.parseConfigFile(path);
     EXPECT_EQ(dump(registry), before);
+
+    const std::string unwritable = dir.file("no/such/dir/korvane.cfg");
+    for (const char* path : {unwritable.c_str(), static_cast<const char*>(nullptr), ""})
+        registry.saveToConfigFile(path);
+    EXPECT_FALSE(std::ifstream(unwritable).is_open());
 }
 
-TEST(RegistryConfigFile, UnwritableTargetIsIgnored) {
-    KorvaneTest::TempDir dir;
-    FreshRegistry registry;
-    const std::string path = dir.file("no/such/dir/korvane.cfg");
-    registry.saveToConfigFile(path.c_str());
-    registry.saveToConfigFile(nullptr);
-    registry.saveToConfigFile("");
-    EXPECT_FALSE(std::ifstream(path).is_open());
+constexpr const char* kName = "KORVANE_TEST_SYSENV";
+
+class SysEnvTest : public ::testing::Test {
+protected:
+    void SetUp() override { ::unsetenv(kName); }
+    void TearDown() override { ::unsetenv(kName); }
+};
+
+TEST_F(SysEnvTest, SetValueIsSeenByTheProcessAndUnsetIsEmpty) {
+    EXPECT_EQ(SysEnv::variable(kName), "");
+    EXPECT_TRUE(SysEnv::path(kName).empty());
+    ASSERT_TRUE(SysEnv::setVariable(kName, "a;;b;"));
+    EXPECT_EQ(SysEnv::variable(kName), "a;;b;");
+    EXPECT_STREQ(::getenv(kName), "a;;b;");
+    EXPECT_EQ(SysEnv::path(kName), (Strings{"a", "", "b"}));
+}
+
+TEST_F(SysEnvTest, LongNamesAndValuesAreKeptInFull) {
+    std::string value(10000, 'x');
+    value.back() = 'y';
+    ASSERT_TRUE(SysEnv::setVariable(kName, value));
+    ASSERT_TRUE(SysEnv::appendValue(kName, "tail"));
+    EXPECT_EQ(SysEnv::variable(kName), value + ";tail");
+    const std::string name(10000, 'K');
+    ASSERT_TRUE(SysEnv::setVariable(name, "v"));
+    EXPECT_EQ(SysEnv::variable(name), "v");
+    ::unsetenv(name.c_str());
+}
+
+TEST_F(SysEnvTest, AppendAndPrependAddTheSeparatorEvenToAnEmptyValue) {
+    ASSERT_TRUE(SysEnv::setVariable(kName, "old"));
+    ASSERT_TRUE(SysEnv::appendPath(kName, "/a"));
+    ASSERT_TRUE(SysEnv::appendValue(kName, "v"));
+    ASSERT_TRUE(SysEnv::prependPath(kName, "/p"));
+    EXPECT_EQ(SysEnv::variable(kName), "/p;old;/a;v");
+    ASSERT_TRUE(SysEnv::prependValue(kName, "w"));
+    EXPECT_EQ(SysEnv::variable(kName), "w/p;old;/a;v");
+
+    ::unsetenv(kName);
+    ASSERT_TRUE(SysEnv::appendPath(kName, "/a"));
+    EXPECT_EQ(SysEnv::variable(kName), ";/a");
+    ::unsetenv(kName);
+    ASSERT_TRUE(SysEnv::prependPath(kName, "/p"));
+    EXPECT_EQ(SysEnv::variable(kName), "/p;");
+}
+
+TEST_F(SysEnvTest, BadNamesAndValuesAreRefused) {
+    for (const std::string& name :
+         {std::string(), std::string("A=B"), std::string("KORVANE\0X", 9)}) {
+        SCOPED_TRACE(name);
+        EXPECT_FALSE(SysEnv::setVariable(name, "v"));
+        EXPECT_FALSE(SysEnv::appendPath(name, "v"));
+        EXPECT_FALSE(SysEnv::prependValue(name, "v"));
+        EXPECT_EQ(SysEnv::variable(name), "");
+    }
+    // getenv("KORVANE_TEST_SYSENV=X") would return "Y" from this entry.
+    ASSERT_TRUE(SysEnv::setVariable(kName, "X=Y"));
+    EXPECT_EQ(SysEnv::variable(std::string(kName) + "=X"), "");
+    EXPECT_FALSE(SysEnv::setVariable(kName, std::string("a\0b", 3)));
+    EXPECT_EQ(SysEnv::variable(kName), "X=Y");
 }
 
 }  // namespace

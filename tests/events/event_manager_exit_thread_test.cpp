@@ -1,6 +1,6 @@
 // Destroying the event manager at process exit while a dispatcher is installed, its
-// dispatch stalled and events pending. The child process must be forked before this
-// program touches the event manager: a forked child has no loop thread of its parent.
+// dispatch stalled and events pending. The child is forked before this program touches
+// the event manager: a forked child has no loop thread of its parent.
 #include <gtest/gtest.h>
 #include <korvane/events/EventGenerator.h>
 #include <korvane/events/EventManager.h>
@@ -20,59 +20,37 @@
 
 using namespace Korvane;
 using KorvaneTest::CountedEvent;
-using KorvaneTest::EventRecord;
-using KorvaneTest::RecordingDispatcher;
 
 namespace {
 
 constexpr int kPosted = 300;
 
 std::atomic<int> deletions{0};
+int reportFd = -1;
+std::shared_ptr<KorvaneTest::EventRecord> record;
 
-// Built before the event manager and therefore destroyed after it: writes what the
-// manager's destruction left behind ("<deleted events> <dispatcher deleted>").
-class Reporter {
-public:
-    Reporter(int fd, std::shared_ptr<EventRecord> record) : m_fd(fd), m_record(std::move(record)) {}
-    ~Reporter() {
-        const std::string report =
-            std::to_string(deletions.load()) + " " + (m_record->dispatcherDeleted() ? "1" : "0");
-        if (write(m_fd, report.data(), report.size()) < 0) std::_Exit(3);
-        close(m_fd);
-    }
+// Registered before the event manager exists, so it runs after the manager's
+// destruction and reports what that left behind: "<deleted events> <dispatcher deleted>".
+void report() {
+    const std::string text =
+        std::to_string(deletions.load()) + " " + (record->dispatcherDeleted() ? "1" : "0");
+    if (write(reportFd, text.data(), text.size()) < 0) std::_Exit(3);
+    close(reportFd);
+}
 
-private:
-    int m_fd;
-    std::shared_ptr<EventRecord> m_record;
-};
-
-[[noreturn]] void runChild(int reportFd) {
-    auto record = std::make_shared<EventRecord>();
-    static Reporter reporter(reportFd, record);
+[[noreturn]] void runChild() {
+    record = std::make_shared<KorvaneTest::EventRecord>();
+    std::atexit(report);
     static EventGenerator sender;
-    // The first event stalls the loop inside dispatch for a while, then lets go; the
-    // others are still queued when exit destroys the manager.
+    // The first event stalls dispatch for a while, then lets go; the others are still
+    // queued when exit destroys the manager.
     record->stallNextDispatch(std::chrono::milliseconds(200));
-    EventManager::get()->setEventDispatcher(new RecordingDispatcher(record));
+    EventManager::get()->setEventDispatcher(new KorvaneTest::RecordingDispatcher(record));
     for (int i = 0; i < kPosted; ++i) {
         EventManager::get()->postEvent(new CountedEvent("pending", &deletions), &sender);
         if (i == 0 && !record->waitUntilStalled()) std::_Exit(2);
     }
-    record.reset();
     std::exit(0);
-}
-
-// The child's exit status; kills it and fails when it has not ended within the limit.
-int awaitChild(pid_t child) {
-    int status = 0;
-    const bool ended =
-        KorvaneTest::eventually([&] { return waitpid(child, &status, WNOHANG) == child; });
-    if (!ended) {
-        kill(child, SIGKILL);
-        waitpid(child, &status, 0);
-        ADD_FAILURE() << "the child did not exit within the deadline";
-    }
-    return status;
 }
 
 }  // namespace
@@ -84,10 +62,16 @@ TEST(EventManagerExit, DestructionWithDispatcherAndPendingEventsEndsCleanly) {
     ASSERT_GE(child, 0);
     if (child == 0) {
         close(fds[0]);
-        runChild(fds[1]);
+        reportFd = fds[1];
+        runChild();
     }
     close(fds[1]);
-    const int status = awaitChild(child);
+    int status = 0;
+    if (!KorvaneTest::eventually([&] { return waitpid(child, &status, WNOHANG) == child; })) {
+        kill(child, SIGKILL);
+        waitpid(child, &status, 0);
+        ADD_FAILURE() << "the child did not exit within the deadline";
+    }
     char report[64] = {};
     const ssize_t length = read(fds[0], report, sizeof report - 1);
     close(fds[0]);

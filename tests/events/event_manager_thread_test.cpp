@@ -1,13 +1,14 @@
 #include <gtest/gtest.h>
+#include <korvane/core/Object.h>
 #include <korvane/events/Event.h>
 #include <korvane/events/EventGenerator.h>
 #include <korvane/events/EventManager.h>
+#include <korvane/image/ImageManager.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <future>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,11 +16,14 @@
 #include "support/Deadline.h"
 #include "support/Detached.h"
 #include "support/RecordingDispatcher.h"
+#include "support/WidgetManager.h"
 
 using namespace Korvane;
 using KorvaneTest::CountedEvent;
 using KorvaneTest::EventRecord;
+using KorvaneTest::eventually;
 using KorvaneTest::RecordingDispatcher;
+using KorvaneTest::startDetached;
 
 namespace {
 
@@ -30,6 +34,42 @@ std::vector<std::string> messagesOf(const EventRecord& record) {
     for (const auto& event : record.eventsOf<UserEvent>()) messages.push_back(event->message());
     return messages;
 }
+
+bool finished(std::future<void>& done) {
+    return done.wait_for(KorvaneTest::kGenerousDeadline) == std::future_status::ready;
+}
+
+// A manager event as "<type> <type name>|<instance name>|<custom text>".
+std::string describe(Event::Type type, const std::string& typeName, const std::string& instanceName,
+                     const std::string& custom = "") {
+    return std::to_string(type) + " " + typeName + "|" + instanceName + "|" + custom;
+}
+
+// The recorded manager events from sender, described, leaving out TypeRegistered
+// unless asked for.
+std::vector<std::string> managerEvents(const EventRecord& record, const EventGenerator& sender,
+                                       bool withTypeRegistered = true) {
+    std::vector<std::string> described;
+    for (const auto& e : record.eventsOf<ManagerEvent>()) {
+        if (e->senderId() != sender.makeSenderId()) continue;
+        if (withTypeRegistered || e->type() != Event::TypeRegistered)
+            described.push_back(describe(e->type(), e->typeName(), e->instanceName(), e->custom()));
+    }
+    return described;
+}
+
+class Settings : public Object {
+public:
+    Settings() {
+        addProperty("Count", 0, int32_property, read_write_access);
+        addProperty("Size", 0u, uint32_property, read_write_access);
+        addProperty("Gain", 1.0, double_property, read_write_access);
+        addProperty("Label", std::string(), string_property, read_write_access);
+        addProperty("Mode", 0LL, std::vector<std::string>{"Off", "On"}, enum_property,
+                    read_write_access);
+        addProperty("Fixed", 3u, uint32_property, read_access);
+    }
+};
 
 // The manager is one per process: every case starts and ends without a dispatcher.
 class EventManagerTest : public ::testing::Test {
@@ -42,7 +82,6 @@ protected:
         ASSERT_EQ(manager->eventDispatcher(), nullptr);
     }
 
-    // Installs a recording dispatcher over a fresh record.
     void install() {
         record = std::make_shared<EventRecord>();
         auto* dispatcher = new RecordingDispatcher(record);
@@ -50,198 +89,156 @@ protected:
         ASSERT_EQ(manager->eventDispatcher(), dispatcher);
     }
 
-    // Posts a marker and waits for it: whatever was posted before it and queued has
-    // been delivered by then.
+    // Posts a marker and waits until expectedTotal events have arrived with it.
     void postMarkerAndWait(std::size_t expectedTotal) {
         manager->postEvent(new UserEvent("marker"), &sender);
         ASSERT_TRUE(record->waitForEvents(expectedTotal));
     }
 
+    // Stalls dispatch in a first event, queues a thousand behind it and answers the
+    // poster of one more, which must wait.
+    std::future<void> fillTheQueueBehindAStall() {
+        record->stallNextDispatch();
+        manager->postEvent(new CountedEvent("stalls", &deletions), &sender);
+        EXPECT_TRUE(record->waitUntilStalled());
+        for (int i = 0; i < kQueueSize; ++i) {
+            manager->postEvent(new CountedEvent("queued", &deletions), &sender);
+        }
+        std::future<void> overflow = startDetached(
+            [this] { manager->postEvent(new CountedEvent("overflow", &deletions), &sender); });
+        EXPECT_EQ(overflow.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+        return overflow;
+    }
+
     EventManager* manager = EventManager::get();
     std::shared_ptr<EventRecord> record;
-    EventGenerator sender;
     // Members rather than locals: a poster thread left blocked by a failed case still
     // finds them until TearDown has removed the dispatcher.
+    EventGenerator sender;
     std::atomic<int> deletions{0};
 };
 
 }  // namespace
 
-TEST_F(EventManagerTest, EventsArriveInPostingOrderWithTheirSenderIds) {
-    install();
-    EventGenerator other;
-    manager->postEvent(new UserEvent("1"), &sender);
-    manager->postEvent(new UserEvent("2"), &other);
-    manager->postEvent(new UserEvent("3"), &sender);
-    ASSERT_TRUE(record->waitForEvents(3));
-
-    const auto events = record->eventsOf<UserEvent>();
-    ASSERT_EQ(events.size(), 3u);
-    EXPECT_EQ(messagesOf(*record), (std::vector<std::string>{"1", "2", "3"}));
-    EXPECT_EQ(events[0]->senderId(), sender.makeSenderId());
-    EXPECT_EQ(events[1]->senderId(), other.makeSenderId());
-    EXPECT_EQ(events[2]->senderId(), sender.makeSenderId());
-    EXPECT_EQ(events[0]->type(), Event::User);
-}
-
-TEST_F(EventManagerTest, DeliveredEventIsDeletedAfterDispatch) {
-    install();
-    manager->postEvent(new CountedEvent("counted", &deletions), &sender);
-    ASSERT_TRUE(record->waitForEvents(1));
-    EXPECT_TRUE(KorvaneTest::eventually([&] { return deletions == 1; }));
+TEST(EventGenerator, BlockEventsAnswersThePreviousStateAndCopiesHaveTheirOwnId) {
+    EventGenerator generator;
+    EXPECT_FALSE(generator.blockEvents(true));
+    EXPECT_TRUE(generator.blockEvents(true));
+    const EventGenerator copy(generator);
+    EXPECT_TRUE(generator.blockEvents(false));
+    EXPECT_FALSE(generator.eventsBlocked());
+    EXPECT_TRUE(copy.eventsBlocked());
+    EXPECT_NE(copy.makeSenderId(), generator.makeSenderId());
 }
 
 TEST_F(EventManagerTest, RefusedPostsDeleteTheEventAndDeliverNothing) {
+    manager->postEvent(new CountedEvent("before any dispatcher", &deletions), &sender);
+    EXPECT_EQ(deletions, 1);
+
     install();
     manager->postEvent(nullptr, &sender);
     manager->postEvent(new CountedEvent("no sender", &deletions), nullptr);
-    EXPECT_EQ(deletions, 1);
-
     EventGenerator blocked;
     blocked.blockEvents(true);
     manager->postEvent(new CountedEvent("blocked", &deletions), &blocked);
-    EXPECT_EQ(deletions, 2);
+    EXPECT_EQ(deletions, 3);
 
     postMarkerAndWait(1);
     EXPECT_EQ(messagesOf(*record), std::vector<std::string>{"marker"});
     EXPECT_EQ(record->nullCount(), 0);
 }
 
-TEST_F(EventManagerTest, PostBeforeAnyDispatcherIsDeletedAtOnce) {
-    manager->postEvent(new CountedEvent("too early", &deletions), &sender);
-    EXPECT_EQ(deletions, 1);
-
-    install();
-    postMarkerAndWait(1);
-    EXPECT_EQ(messagesOf(*record), std::vector<std::string>{"marker"});
-}
-
 TEST_F(EventManagerTest, PosterBlocksWhileAThousandEventsArePending) {
     install();
-    record->stallNextDispatch();
-    manager->postEvent(new UserEvent("stalls"), &sender);
-    ASSERT_TRUE(record->waitUntilStalled());
-
-    // The stalled event has left the queue: a thousand more fit without waiting.
-    for (int i = 0; i < kQueueSize; ++i) manager->postEvent(new UserEvent("queued"), &sender);
-    std::future<void> overflow = KorvaneTest::startDetached(
-        [this] { manager->postEvent(new UserEvent("overflow"), &sender); });
-    EXPECT_EQ(overflow.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
-
+    std::future<void> overflow = fillTheQueueBehindAStall();
     record->release();
-    ASSERT_EQ(overflow.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
+    ASSERT_TRUE(finished(overflow));
     ASSERT_TRUE(record->waitForEvents(kQueueSize + 2));
     EXPECT_EQ(messagesOf(*record).back(), "overflow");
 }
 
-TEST_F(EventManagerTest, EventsFromFourThreadsArriveExactlyOnceInEachThreadsOrder) {
+TEST_F(EventManagerTest, RemovalDeletesWhatIsQueuedAndWhatABlockedPosterAdds) {
+    install();
+    std::future<void> overflow = fillTheQueueBehindAStall();
+    // The removal waits for the stalled dispatch, so it runs on a thread of its own.
+    // Once the dispatcher is seen gone the loop has been told to stop: the stalled
+    // dispatch is its last.
+    std::future<void> removed = startDetached([this] { manager->setEventDispatcher(nullptr); });
+    ASSERT_TRUE(eventually([] { return !EventManager::hasEventDispatcher(); }));
+    record->release();
+    ASSERT_TRUE(finished(removed));
+    ASSERT_TRUE(finished(overflow));
+    EXPECT_EQ(record->eventCount(), 1u);
+    EXPECT_EQ(deletions, kQueueSize + 2);
+}
+
+TEST_F(EventManagerTest, EventsArriveOnceInEachPostersOrderWithItsSenderIdAndAreThenDeleted) {
     install();
     constexpr int kThreads = 4;
     constexpr int kPerThread = 400;
+    // Shared with the posters, which may outlive a failed case.
+    auto senders = std::make_shared<std::vector<EventGenerator>>(kThreads);
+    auto deleted = std::make_shared<std::atomic<int>>(0);
     std::promise<void> go;
     std::shared_future<void> started = go.get_future().share();
     std::vector<std::future<void>> posters;
     for (int t = 0; t < kThreads; ++t) {
-        posters.push_back(KorvaneTest::startDetached([started, t] {
-            EventGenerator generator;
+        posters.push_back(startDetached([started, senders, deleted, t] {
             started.wait();
             for (int i = 0; i < kPerThread; ++i) {
-                EventManager::get()->postEvent(
-                    new UserEvent(std::to_string(t) + ":" + std::to_string(i)), &generator);
+                const std::string message = std::to_string(t) + ":" + std::to_string(i);
+                EventManager::get()->postEvent(new CountedEvent(message, deleted.get()),
+                                               &(*senders)[t]);
             }
         }));
     }
     go.set_value();
-    for (auto& poster : posters) {
-        ASSERT_EQ(poster.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
-    }
+    for (auto& poster : posters) ASSERT_TRUE(finished(poster));
     ASSERT_TRUE(record->waitForEvents(kThreads * kPerThread));
 
-    std::map<int, int> next;  // per thread: the index expected next
-    for (const std::string& message : messagesOf(*record)) {
-        const int thread = std::stoi(message.substr(0, message.find(':')));
-        const int index = std::stoi(message.substr(message.find(':') + 1));
-        EXPECT_EQ(index, next[thread]++) << message;
+    std::vector<int> next(kThreads, 0);  // per poster: the index expected next
+    for (const auto& event : record->eventsOf<UserEvent>()) {
+        const std::string& message = event->message();
+        const int t = std::stoi(message);
+        EXPECT_EQ(std::stoi(message.substr(message.find(':') + 1)), next.at(t)++) << message;
+        EXPECT_EQ(event->senderId(), (*senders)[t].makeSenderId()) << message;
+        EXPECT_EQ(event->type(), Event::User);
     }
-    for (int t = 0; t < kThreads; ++t) EXPECT_EQ(next[t], kPerThread);
-    EXPECT_EQ(record->eventCount(), static_cast<std::size_t>(kThreads * kPerThread));
+    EXPECT_EQ(next, std::vector<int>(kThreads, kPerThread));
+    EXPECT_TRUE(eventually([&] { return *deleted == kThreads * kPerThread; }));
 }
 
-// ---- installing and removing -------------------------------------------------------------
-
-TEST_F(EventManagerTest, NullDispatcherWithNoneInstalledChangesNothing) {
+TEST_F(EventManagerTest, ReplacingTakesTwoCallsAndTheRemovalHandsTheIdleLoopANull) {
     EXPECT_TRUE(manager->setEventDispatcher(nullptr));
     EXPECT_EQ(manager->eventDispatcher(), nullptr);
-    EXPECT_FALSE(EventManager::hasEventDispatcher());
-}
-
-TEST_F(EventManagerTest, ReplacingTakesTwoCallsAndDeletesTheOldDispatcher) {
-    install();
-    const std::shared_ptr<EventRecord> first = record;
-    record = std::make_shared<EventRecord>();
-    auto* second = new RecordingDispatcher(record);
-
-    EXPECT_TRUE(manager->setEventDispatcher(second));
-    EXPECT_EQ(manager->eventDispatcher(), nullptr);
-    EXPECT_FALSE(EventManager::hasEventDispatcher());
-    EXPECT_TRUE(first->dispatcherDeleted());
-    EXPECT_FALSE(record->dispatcherDeleted());
-
-    EXPECT_TRUE(manager->setEventDispatcher(second));
-    EXPECT_EQ(manager->eventDispatcher(), second);
-    postMarkerAndWait(1);
-    EXPECT_EQ(first->eventCount(), 0u);
-}
-
-TEST_F(EventManagerTest, IdleLoopHandsTheDispatcherANullWhileItIsRemoved) {
-    // The loop is normally parked in pop when the removal aborts the queue. Should
-    // its thread be held up between two events, the round is repeated.
+    const auto secondRecord = std::make_shared<EventRecord>();
+    auto* second = new RecordingDispatcher(secondRecord);
+    // The loop is normally parked in pop when the removal aborts the queue; should its
+    // thread be held up between two events, the round is repeated.
     bool sawNull = false;
     for (int round = 0; round < 10 && !sawNull; ++round) {
         install();
         const int before = deletions;
         manager->postEvent(new CountedEvent("settle", &deletions), &sender);
-        ASSERT_TRUE(KorvaneTest::eventually([&] { return deletions == before + 1; }));
-        ASSERT_TRUE(manager->setEventDispatcher(nullptr));
+        ASSERT_TRUE(eventually([&] { return deletions == before + 1; }));
+        EXPECT_TRUE(manager->setEventDispatcher(second));
+        EXPECT_EQ(manager->eventDispatcher(), nullptr);
         EXPECT_TRUE(record->dispatcherDeleted());
         sawNull = record->nullCount() > 0;
     }
     EXPECT_TRUE(sawNull);
-}
+    EXPECT_FALSE(secondRecord->dispatcherDeleted());
 
-TEST_F(EventManagerTest, RemovalDeletesWhatIsQueuedAndWhatABlockedPosterAdds) {
-    install();
-    record->stallNextDispatch();
-    manager->postEvent(new CountedEvent("stalls", &deletions), &sender);
-    ASSERT_TRUE(record->waitUntilStalled());
-    for (int i = 0; i < kQueueSize; ++i) {
-        manager->postEvent(new CountedEvent("queued", &deletions), &sender);
-    }
-    std::future<void> blocked = KorvaneTest::startDetached(
-        [this] { manager->postEvent(new CountedEvent("overflow", &deletions), &sender); });
-    EXPECT_EQ(blocked.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-
-    // The removal waits for the stalled dispatch, so it runs on a thread of its own.
-    // Once the dispatcher is seen gone, the loop has been asked to stop: the stalled
-    // dispatch is its last.
-    std::future<void> removed =
-        KorvaneTest::startDetached([this] { manager->setEventDispatcher(nullptr); });
-    ASSERT_TRUE(KorvaneTest::eventually([] { return !EventManager::hasEventDispatcher(); }));
-    record->release();
-    ASSERT_EQ(removed.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
-    ASSERT_EQ(blocked.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
-
-    EXPECT_EQ(record->eventCount(), 1u);
-    EXPECT_EQ(deletions, kQueueSize + 2);
-}
-
-// ---- disconnecting --------------------------------------------------------------------------
-
-TEST_F(EventManagerTest, DisconnectWithoutDispatcherAnswersFalse) {
-    EXPECT_FALSE(manager->disconnect(sender.makeSenderId()));
+    const auto first = record;
+    record = secondRecord;
+    EXPECT_TRUE(manager->setEventDispatcher(second));
+    EXPECT_EQ(manager->eventDispatcher(), second);
+    postMarkerAndWait(1);
+    EXPECT_EQ(first->eventCount(), 1u);  // only its "settle"
 }
 
 TEST_F(EventManagerTest, DestroyedGeneratorIsDisconnected) {
+    EXPECT_FALSE(manager->disconnect(sender.makeSenderId()));  // no dispatcher
     install();
     std::uint64_t id = 0;
     {
@@ -251,4 +248,79 @@ TEST_F(EventManagerTest, DestroyedGeneratorIsDisconnected) {
     const auto ids = record->disconnects();
     EXPECT_NE(std::find(ids.begin(), ids.end(), id), ids.end());
     EXPECT_TRUE(manager->disconnect(42));
+}
+
+// ---- events posted by the library itself ---------------------------------------------------
+
+TEST_F(EventManagerTest, EachPropertyWriteCarriesItsValueInTheFieldOfItsClass) {
+    install();
+    Settings settings;
+    ASSERT_TRUE(settings.setProperty("Count", -5));
+    ASSERT_TRUE(settings.setProperty("Size", 7u));
+    ASSERT_TRUE(settings.setProperty("Gain", 2.5));
+    ASSERT_TRUE(settings.setProperty("Label", "cam"));
+    ASSERT_TRUE(settings.setProperty("Mode", "On"));
+    EXPECT_FALSE(settings.setProperty("Count", 5u));      // wrong class
+    EXPECT_FALSE(settings.setProperty("Mode", "Maybe"));  // no such value name
+    EXPECT_FALSE(settings.setProperty("Mode", 2u));       // index out of range
+    EXPECT_FALSE(settings.setProperty("Fixed", 4u));      // read-only
+    EXPECT_FALSE(settings.setProperty("Missing", 1));     // no such property
+    ASSERT_TRUE(settings.setProperty("Label", "last"));
+
+    ASSERT_TRUE(record->waitForEvents(6));
+    const auto events = record->eventsOf<PropertyEvent>();
+    ASSERT_EQ(events.size(), 6u);
+    EXPECT_EQ(events[5]->asString(), "last") << "a refused write posted";
+    for (const auto& event : events) {
+        EXPECT_EQ(event->type(), Event::PropertyChanged);
+        EXPECT_EQ(event->senderId(), settings.makeSenderId());
+        EXPECT_EQ(event->propertyType(), invalid_property);
+    }
+    EXPECT_EQ(events[0]->name(), "Count");
+    EXPECT_EQ(events[0]->asInt(), -5);
+    EXPECT_EQ(events[0]->asUint(), 0u);
+    EXPECT_EQ(events[1]->asUint(), 7u);
+    EXPECT_EQ(events[1]->asInt(), 0);
+    EXPECT_EQ(events[2]->asFloat(), 2.5);
+    EXPECT_EQ(events[3]->asString(), "cam");
+    EXPECT_EQ(events[4]->name(), "Mode");
+    EXPECT_EQ(events[4]->asUint(), 1u);
+    EXPECT_EQ(events[4]->asString(), "On");
+}
+
+TEST_F(EventManagerTest, ManagerAnnouncesRegisteringUnregisteringAndReleasing) {
+    install();
+    KorvaneTest::WidgetManager manager;
+    ASSERT_TRUE(manager.registerType("Cam", KorvaneTest::WidgetManager::makePrototype()));
+    EXPECT_FALSE(manager.registerType("Cam", KorvaneTest::WidgetManager::makePrototype()));
+    std::string name = "front";
+    ASSERT_TRUE(manager.create("Cam", name, false).isValid());
+    EXPECT_FALSE(manager.releaseInstance("unknown"));
+    ASSERT_TRUE(manager.releaseInstance("front"));
+    ASSERT_TRUE(manager.unregisterType("Cam"));
+
+    ASSERT_TRUE(record->waitForEvents(3));
+    EXPECT_EQ(managerEvents(*record, manager),
+              (std::vector<std::string>{describe(Event::TypeRegistered, "Cam", ""),
+                                        describe(Event::InstanceReleased, "", "front"),
+                                        describe(Event::TypeUnregistered, "Cam", "")}));
+}
+
+TEST_F(EventManagerTest, ImageManagerAnnouncesEachCreatedImage) {
+    install();
+    ImageManager* images = ImageManager::get();
+    ASSERT_TRUE(images->createAnonymous("uint8", 4, 4, 1).isValid());
+    std::string name = "frame";
+    ASSERT_TRUE(images->create("uint16", 4, 4, name, true).isValid());
+    ASSERT_TRUE(images->releaseInstance(name.c_str()));
+
+    // Built by this case, the manager may first have announced its own image types.
+    ASSERT_TRUE(eventually([&] {
+        const auto arrived = record->eventsOf<ManagerEvent>();
+        return !arrived.empty() && arrived.back()->type() == Event::InstanceReleased;
+    }));
+    EXPECT_EQ(managerEvents(*record, *images, false),
+              (std::vector<std::string>{describe(Event::InstanceCreated, "Image", ""),
+                                        describe(Event::InstanceCreated, "Image", ""),
+                                        describe(Event::InstanceReleased, "", name)}));
 }

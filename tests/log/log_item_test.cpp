@@ -1,13 +1,17 @@
 #include <gtest/gtest.h>
 #include <korvane/log/LogItem.h>
+#include <korvane/log/LogString.h>
 #include <korvane/log/ProfileLogItem.h>
 #include <korvane/platform/DateTime.h>
 
 #include <cinttypes>
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace Korvane;
@@ -31,97 +35,115 @@ std::vector<std::string> fields(const std::string& line) {
 
 }  // namespace
 
-// ---- LogLevel and LogItem ---------------------------------------------------------------
-
-TEST(LogItem, LevelNamesAreElevenCharacters) {
-    EXPECT_STREQ(logLevelName(LevelDebug), "DEBUG      ");
-    EXPECT_STREQ(logLevelName(LevelProfiler), "PROFILER   ");
-    EXPECT_STREQ(logLevelName(LevelInfo), "INFORMATION");
-    EXPECT_STREQ(logLevelName(LevelWarning), "WARNING    ");
-    EXPECT_STREQ(logLevelName(LevelError), "ERROR      ");
-    EXPECT_STREQ(logLevelName(LevelCritical), "CRITICAL   ");
-    EXPECT_STREQ(logLevelName(static_cast<LogLevel>(35)), "UNKNOWN    ");
-    EXPECT_STREQ(logLevelName(static_cast<LogLevel>(0)), "UNKNOWN    ");
+TEST(LogString, ConstructorsAndArgsFillTheNextNumberedPlaceholder) {
+    int target = 0;
+    char pointer[32];
+    std::snprintf(pointer, sizeof pointer, "%p", static_cast<void*>(&target));
+    const std::pair<LogString, std::string> cases[] = {
+        {LogString(), ""},
+        {LogString(std::string("abc")), "abc"},
+        {LogString("abcdef", 3), "abc"},
+        {LogString(static_cast<const char*>(nullptr)), ""},
+        {LogString(nullptr, 4), ""},
+        {LogString("abc", -1), ""},
+        {LogString("Detected %1 devices.").arg(3), "Detected 3 devices."},
+        {LogString("%2 before %1").arg("one").arg(std::string("two")), "two before one"},
+        {LogString("a %1 b %1").arg(1), "a 1 b %1"},
+        {LogString("x").arg(5), "x"},
+        {LogString("only %2").arg("lost").arg("found"), "only found"},
+        {LogString("%1 %2").arg().arg("second"), " second"},
+        {LogString("%10").arg("X"), "X0"},
+        {LogString("%1 %2").arg("%2").arg("b"), "b %2"},
+        {LogString("%1").arg(true), "true"},
+        {LogString("%1").arg(false), "false"},
+        {LogString("[%1]").arg(static_cast<const char*>(nullptr)), "[]"},
+        {LogString("%1").arg(-1), "-1"},
+        {LogString("%1").arg(static_cast<signed char>(-128)), "-128"},
+        {LogString("%1").arg(static_cast<short>(-32768)), "-32768"},
+        {LogString("%1").arg(-7L), "-7"},
+        {LogString("%1").arg(std::numeric_limits<long long>::min()), "-9223372036854775808"},
+        {LogString("%1").arg(static_cast<unsigned char>(255)), "255"},
+        {LogString("%1").arg(static_cast<unsigned short>(65535)), "65535"},
+        {LogString("%1").arg(4294967295U), "4294967295"},
+        {LogString("%1").arg(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
+        {LogString("%1").arg(0.5), "0.5"},
+        {LogString("%1").arg(1e20), "1e+20"},
+        {LogString("%1").arg(3.14159265), "3.14159"},
+        {LogString("%1").arg(2.5f), "2.5"},
+        {LogString("%1").arg(-std::numeric_limits<double>::max()), "-1.79769e+308"},
+        {LogString("at %1").arg(static_cast<void*>(&target)), std::string("at ") + pointer},
+    };
+    for (const auto& [text, expected] : cases) EXPECT_EQ(text.get(), expected);
 }
 
-TEST(LogItem, PrintsLevelLocalTimeAndMessage) {
-    const LogItem item(LevelInfo, std::string("Detected 3 devices."), someTime);
+TEST(LogString, CopiesKeepTheirOwnPlaceholderNumber) {
+    LogString first("%1 %2");
+    first.arg("a");
+    LogString second = first;
+    second.arg("b");
+    first.arg("c");
+    EXPECT_EQ(second.get(), "a b");
+    EXPECT_EQ(first.get(), "a c");
+}
+
+TEST(LogItem, PrintsTheElevenCharacterLevelNameLocalTimeAndMessage) {
+    const std::pair<int, const char*> levels[] = {
+        {LevelDebug, "DEBUG      "}, {LevelProfiler, "PROFILER   "},
+        {LevelInfo, "INFORMATION"},  {LevelWarning, "WARNING    "},
+        {LevelError, "ERROR      "}, {LevelCritical, "CRITICAL   "},
+        {0, "UNKNOWN    "},          {35, "UNKNOWN    "},
+        {99, "UNKNOWN    "},
+    };
     const std::string time = DateTime::print(someTime, "%c", local_time);
     ASSERT_FALSE(time.empty());
-    EXPECT_EQ(printed(item), "INFORMATION: " + time + ": Detected 3 devices.");
-}
-
-TEST(LogItem, LevelOutsideTheTablePrintsUnknown) {
-    const LogItem item(static_cast<LogLevel>(99), std::string("m"), someTime);
-    EXPECT_EQ(printed(item).substr(0, 13), "UNKNOWN    : ");
+    for (const auto& [level, name] : levels) {
+        EXPECT_STREQ(logLevelName(static_cast<LogLevel>(level)), name);
+        const LogItem item(static_cast<LogLevel>(level), std::string("Detected 3 devices."),
+                           someTime);
+        EXPECT_EQ(printed(item), std::string(name) + ": " + time + ": Detected 3 devices.");
+    }
 }
 
 TEST(LogItem, TakesTheTextOfALogStringOrALiteral) {
-    const LogItem item(LevelError, LogString("Could not open [%1]").arg("cam"), someTime);
-    EXPECT_EQ(item.message(), "Could not open [cam]");
-    EXPECT_EQ(item.level(), LevelError);
+    EXPECT_EQ(LogItem(LevelError, LogString("Could not open [%1]").arg("cam"), someTime).message(),
+              "Could not open [cam]");
     EXPECT_EQ(LogItem(LevelInfo, "literal", someTime).message(), "literal");
     EXPECT_EQ(LogItem(LevelInfo, static_cast<const char*>(nullptr), someTime).message(), "");
 }
 
-TEST(LogItem, CopyIsALogItemWithTheSameFields) {
+TEST(LogItem, CopiesKeepTheirClassAndFields) {
     const LogItem item(LevelWarning, std::string("careful"), someTime);
     const std::unique_ptr<LogItemInterface> copy(item.copy());
-    const auto* same = dynamic_cast<const LogItem*>(copy.get());
-    ASSERT_NE(same, nullptr);
-    EXPECT_EQ(same->level(), LevelWarning);
-    EXPECT_EQ(same->message(), "careful");
-    EXPECT_EQ(same->time(), someTime);
+    const auto* sameItem = dynamic_cast<const LogItem*>(copy.get());
+    ASSERT_NE(sameItem, nullptr);
+    EXPECT_EQ(sameItem->level(), LevelWarning);
     EXPECT_EQ(printed(*copy), printed(item));
-}
 
-TEST(LogItem, BaseItemPrintsNothingAndCopiesAsBase) {
-    const LogItemInterface item;
-    EXPECT_EQ(printed(item), "");
-    const std::unique_ptr<LogItemInterface> copy(item.copy());
-    ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(dynamic_cast<const LogItem*>(copy.get()), nullptr);
-    EXPECT_EQ(printed(*copy), "");
-}
+    int target = 0;
+    const ProfileLogItem profile(ProfileBegin, &target, LogString("frame %1").arg(12));
+    const std::unique_ptr<LogItemInterface> profileCopy(profile.copy());
+    const auto* same = dynamic_cast<const ProfileLogItem*>(profileCopy.get());
+    ASSERT_NE(same, nullptr);
+    EXPECT_EQ(same->time(), profile.time());
+    EXPECT_EQ(same->action(), ProfileBegin);
+    EXPECT_EQ(same->object(), &target);
+    EXPECT_EQ(same->message().get(), "frame 12");
 
-// ---- ProfileLogItem ---------------------------------------------------------------------
+    const std::unique_ptr<LogItemInterface> base(LogItemInterface().copy());
+    EXPECT_EQ(dynamic_cast<const LogItem*>(base.get()), nullptr);
+    EXPECT_EQ(printed(*base), "");
+}
 
 TEST(ProfileLogItem, PrintsTicksActionAddressAndMessage) {
     int target = 0;
     const ProfileLogItem item(3, &target, LogString("x"));
     char address[64];
-    std::snprintf(address, sizeof address, "0x%" PRIxPTR, reinterpret_cast<std::uintptr_t>(&target));
-
-    const std::vector<std::string> parts = fields(printed(item));
-    ASSERT_EQ(parts.size(), 4u) << printed(item);
-    EXPECT_EQ(parts[0], std::to_string(item.time()));
-    EXPECT_EQ(parts[1], "3");
-    EXPECT_EQ(parts[2], address);
-    EXPECT_EQ(parts[3], "x");
-}
-
-TEST(ProfileLogItem, ActionCodesBeyondTheEnumerationAreKept) {
-    const ProfileLogItem item(ProfileUser + 7, nullptr, LogString("user"));
-    EXPECT_EQ(static_cast<int>(item.action()), 0x107);
-    EXPECT_EQ(fields(printed(item))[1], "263");
-}
-
-TEST(ProfileLogItem, CopyKeepsAllFourFields) {
-    int target = 0;
-    const ProfileLogItem item(ProfileBegin, &target, LogString("frame %1").arg(12));
-    const std::unique_ptr<LogItemInterface> copy(item.copy());
-    const auto* same = dynamic_cast<const ProfileLogItem*>(copy.get());
-    ASSERT_NE(same, nullptr);
-    EXPECT_EQ(same->time(), item.time());
-    EXPECT_EQ(same->action(), ProfileBegin);
-    EXPECT_EQ(same->object(), &target);
-    EXPECT_EQ(same->message().get(), "frame 12");
-    EXPECT_EQ(printed(*copy), printed(item));
-}
-
-TEST(ProfileLogItem, LongMessagesAreCutToTheLineBuffer) {
-    const ProfileLogItem item(ProfileMark, nullptr, LogString(std::string(5000, 'm')));
-    const std::string line = printed(item);
-    EXPECT_EQ(line.size(), 1023u);
-    EXPECT_EQ(line.back(), 'm');
+    std::snprintf(address, sizeof address, "0x%" PRIxPTR,
+                  reinterpret_cast<std::uintptr_t>(&target));
+    EXPECT_EQ(fields(printed(item)),
+              (std::vector<std::string>{std::to_string(item.time()), "3", address, "x"}));
+    // Codes beyond the enumeration are kept; a long message is cut to the line buffer.
+    const ProfileLogItem user(ProfileUser + 7, nullptr, LogString(std::string(5000, 'm')));
+    EXPECT_EQ(fields(printed(user)).at(1), "263");
+    EXPECT_EQ(printed(user).size(), 1023u);
 }

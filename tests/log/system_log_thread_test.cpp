@@ -1,21 +1,22 @@
-// The system log's file: this program is the first user of the log manager, so it
-// points LOG_PATH at a temporary directory before "SystemLog" is made.
+// The system log's file and the profiler's. This program is the first user of the log
+// manager: it makes a temporary directory the working directory and LOG_PATH before
+// "SystemLog" and the profile log are made.
 
+#include <gtest/gtest.h>
 #include <korvane/config/Registry.h>
-#include <korvane/core/Object.h>
 #include <korvane/log/LogFunctions.h>
 #include <korvane/log/LogManager.h>
+#include <korvane/log/Profiler.h>
+
+#include <filesystem>
+#include <string>
 
 #include "support/Deadline.h"
 #include "support/TempDir.h"
 #include "support/WidgetManager.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <sstream>
-
 using namespace Korvane;
+using KorvaneTest::readFile;
 
 namespace {
 
@@ -23,61 +24,67 @@ class SystemLog : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         directory = new KorvaneTest::TempDir;
+        previous = std::filesystem::current_path();
+        std::filesystem::current_path(directory->path());
         Registry::get()->setProperty("LOG_PATH", directory->path() + "/");
     }
     static void TearDownTestSuite() {
         LogManager::get()->cleanUp();
+        std::filesystem::current_path(previous);
         delete directory;
     }
 
-    static std::string logText() {
-        std::ifstream file(directory->file("logfile.txt"));
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
+    static std::string text(const char* file) { return readFile(directory->file(file)); }
 
-    static bool eventuallyLogged(const std::string& text) {
+    static bool eventuallyIn(const char* file, const std::string& wanted) {
         return KorvaneTest::eventually(
-            [&] { return logText().find(text) != std::string::npos; });
+            [&] { return text(file).find(wanted) != std::string::npos; });
     }
 
-    static KorvaneTest::TempDir* directory;
+    static inline KorvaneTest::TempDir* directory = nullptr;
+    static inline std::filesystem::path previous;
 };
-
-KorvaneTest::TempDir* SystemLog::directory = nullptr;
 
 }  // namespace
 
-TEST_F(SystemLog, MessagesReachLogfileWithTheirLevels) {
+TEST_F(SystemLog, MessagesReachLogfileOnLinesOfTheirLevels) {
+    korvLogDebug("quiet debug");
     korvLogInfo("first message");
     korvLogWarning("second message");
     korvLogError("third message");
     korvLogCritical("fourth message");
-    ASSERT_TRUE(eventuallyLogged("fourth message"));
-    const std::string text = logText();
-    EXPECT_NE(text.find("INFORMATION: "), std::string::npos);
-    EXPECT_NE(text.find("WARNING    : "), std::string::npos);
-    EXPECT_NE(text.find("ERROR      : "), std::string::npos);
-    EXPECT_NE(text.find("CRITICAL   : "), std::string::npos);
-    EXPECT_LT(text.find("first message"), text.find("second message"));
+    ASSERT_TRUE(eventuallyIn("logfile.txt", "fourth message"));
+    const std::string log = text("logfile.txt");
+    const std::pair<std::string, const char*> lines[] = {{"INFORMATION: ", "first message"},
+                                                         {"WARNING    : ", "second message"},
+                                                         {"ERROR      : ", "third message"},
+                                                         {"CRITICAL   : ", "fourth message"}};
+    std::size_t previousLine = 0;
+    for (const auto& [level, message] : lines) {
+        const std::size_t line = log.rfind('\n', log.find(message)) + 1;  // 0 for the first
+        EXPECT_EQ(log.compare(line, level.size(), level), 0) << message;
+        EXPECT_GE(line, previousLine) << message;
+        previousLine = line;
+    }
+    EXPECT_EQ(log.find("quiet debug"), std::string::npos);
 }
 
-TEST_F(SystemLog, DebugIsBelowTheDefaultThreshold) {
-    korvLogDebug("quiet debug");
-    korvLogInfo("after debug");
-    ASSERT_TRUE(eventuallyLogged("after debug"));
-    EXPECT_EQ(logText().find("quiet debug"), std::string::npos);
-}
-
-TEST_F(SystemLog, ManagerReportsDeletingNull) {
+TEST_F(SystemLog, OtherPartsReportTheirFailuresThroughIt) {
     KorvaneTest::WidgetManager::freeCallback(nullptr);
-    EXPECT_TRUE(eventuallyLogged(
+    EXPECT_TRUE(eventuallyIn(
+        "logfile.txt",
         ": Manager::freeCallback: Attempt to delete a NULL pointer. Possible memory leak."));
-}
-
-TEST_F(SystemLog, MissingConfigFileIsReported) {
     const std::string missing = directory->file("no-such-config.txt");
     Registry::get()->parseConfigFile(missing.c_str());
-    EXPECT_TRUE(eventuallyLogged(": [Registry::parseConfigFile] No config file found: " + missing));
+    EXPECT_TRUE(eventuallyIn("logfile.txt",
+                             ": [Registry::parseConfigFile] No config file found: " + missing));
+}
+
+TEST_F(SystemLog, ProfileRecordsGoToProfileLogInTheWorkingDirectoryOnly) {
+    int object = 0;
+    Profiler::get()->logEvent(ProfileLogItem(3, &object, LogString("x")));
+    korvLogInfo("system line");
+    EXPECT_TRUE(eventuallyIn("profile.log", " 3 0x"));
+    EXPECT_TRUE(eventuallyIn("logfile.txt", "system line"));
+    EXPECT_EQ(text("profile.log").find("system line"), std::string::npos);
 }

@@ -2,6 +2,7 @@
 #include <korvane/buffers/BufferManager.h>
 #include <korvane/buffers/FifoTemplate.h>
 #include <korvane/process/BufferSlotInterface.h>
+#include <korvane/process/PtrWrapper.h>
 
 #include <string>
 #include <vector>
@@ -10,169 +11,262 @@
 #include "support/TestProcesses.h"
 
 using namespace Korvane;
+using KorvaneTest::OwnerHandle;
 using KorvaneTest::SlotOwner;
 using KorvaneTest::textOf;
+using Ids = std::vector<std::string>;
 
 namespace {
 
+// A plain slot owner, and a source with an "Image" output slot "Out" and a sink with an
+// "Image" input slot "In" for wiring.
 class BufferSlotTest : public KorvaneTest::BufferManagerFixture {
 protected:
-    // A managed buffer of the given registered type.
-    BufferRefPtr makeBuffer(const char* type, std::string name = std::string()) {
+    BufferRefPtr makeBuffer(const char* type = "ImageFifo", std::string name = std::string()) {
         BufferRefPtr buffer = manager->create(type, 4, name, true);
         EXPECT_TRUE(buffer.isValid()) << type;
         return buffer;
     }
-
+    // A "string" slot of owner bound by name to a new StringFifo.
+    BufferRefPtr boundSlot(const char* id, buffer_slot_type direction) {
+        EXPECT_TRUE(owner.addBufferSlot(id, "string", direction, "", false));
+        BufferRefPtr buffer = makeBuffer("StringFifo");
+        EXPECT_TRUE(owner.setBufferSlot(id, buffer.rawPtr(), direction));
+        return buffer;
+    }
     static FifoTemplate<std::string>& asText(const BufferRefPtr& buffer) {
         return dynamic_cast<FifoTemplate<std::string>&>(*buffer);
     }
+    static OwnerHandle ownerWith(const char* id, const char* elementType,
+                                 buffer_slot_type direction) {
+        OwnerHandle owner = KorvaneTest::makeOwner();
+        EXPECT_TRUE(owner->addBufferSlot(id, elementType, direction, "", false));
+        return owner;
+    }
+    // The manager holds no buffer and neither slot names one.
+    void expectNothingWired() {
+        EXPECT_EQ(manager->instanceCount(), 0u);
+        EXPECT_EQ(textOf(*source, "Out"), "");
+        EXPECT_EQ(textOf(*sink, "In"), "");
+    }
 
     SlotOwner owner;
+    OwnerHandle source = ownerWith("Out", "Image", slot_output);
+    OwnerHandle sink = ownerWith("In", "Image", slot_input);
 };
 
-}  // namespace
+class BufferWiringTest : public BufferSlotTest {};
 
-TEST_F(BufferSlotTest, AddBufferSlotDeclaresAReadOnlyTextProperty) {
-    ASSERT_TRUE(owner.addBufferSlot("In", "Image", slot_input, "Images to show", false));
+TEST_F(BufferSlotTest, AddBufferSlotDeclaresAReadOnlyTextPropertyOnce) {
+    ASSERT_TRUE(owner.addBufferSlot("b", "Image", slot_input, "Images to show", false));
+    EXPECT_FALSE(owner.addBufferSlot("b", "Object", slot_output, "second", true));
+    EXPECT_FALSE(owner.addBufferSlot("Name", "Image", slot_input, "", false));
+    ASSERT_TRUE(owner.addBufferSlot("C", "Image", slot_input, "", false));
+    EXPECT_EQ(owner.bufferSlotIds(), (Ids{"C", "b"}));
+
     PropertyInfo info;
-    ASSERT_TRUE(owner.propertyInfo("In", &info));
+    ASSERT_TRUE(owner.propertyInfo("b", &info));
     EXPECT_EQ(info.type, string_property);
     EXPECT_EQ(info.access, read_access);
     EXPECT_EQ(info.category, 2);
     EXPECT_EQ(info.description, "Images to show");
-    EXPECT_EQ(textOf(owner, "In"), "");
-    EXPECT_FALSE(owner.setProperty("In", "SomeBuffer"));
-}
+    EXPECT_EQ(textOf(owner, "b"), "");
+    EXPECT_FALSE(owner.setProperty("b", "SomeBuffer"));
 
-TEST_F(BufferSlotTest, AddBufferSlotRefusesATakenIdAndKeepsTheFirstSlot) {
-    ASSERT_TRUE(owner.addBufferSlot("In", "Image", slot_input, "first", false));
-    EXPECT_FALSE(owner.addBufferSlot("In", "Object", slot_output, "second", true));
-    EXPECT_FALSE(owner.addBufferSlot("Name", "Image", slot_input, "", false));
     std::string elementType;
     buffer_slot_type direction = slot_output;
-    ASSERT_TRUE(owner.bufferSlotInfo("In", &elementType, &direction, nullptr, nullptr));
-    EXPECT_EQ(elementType, "Image");
+    ASSERT_TRUE(owner.bufferSlotInfo("b", &elementType, &direction, nullptr, nullptr));
+    EXPECT_EQ(elementType, "Image") << "the first slot stays";
     EXPECT_EQ(direction, slot_input);
-    EXPECT_EQ(owner.bufferSlotIds(), std::vector<std::string>{"In"});
     EXPECT_FALSE(owner.bufferSlotInfo("Out", &elementType, nullptr, nullptr, nullptr));
 }
 
-TEST_F(BufferSlotTest, BufferSlotIdsComeInIdOrder) {
-    owner.addBufferSlot("b", "Image", slot_input, "", false);
-    owner.addBufferSlot("C", "Image", slot_input, "", false);
-    owner.addBufferSlot("a", "Image", slot_output, "", false);
-    EXPECT_EQ(owner.bufferSlotIds(), (std::vector<std::string>{"C", "a", "b"}));
-}
-
-TEST_F(BufferSlotTest, SetBufferSlotRecordsTheBufferName) {
-    owner.addBufferSlot("In", "string", slot_input, "", false);
-    BufferRefPtr buffer = makeBuffer("StringFifo", "Texts");
-    ASSERT_TRUE(owner.setBufferSlot("In", buffer.rawPtr(), slot_input));
-    EXPECT_EQ(textOf(owner, "In"), "Texts");
-    EXPECT_TRUE(owner.bufferSlot("In").isNull()) << "binding waits for the start";
-}
-
-TEST_F(BufferSlotTest, SetBufferSlotRefusesAnotherElementTypeAndKeepsTheProperty) {
+TEST_F(BufferSlotTest, SetBufferSlotChecksTheBufferAndRecordsItsName) {
     owner.addBufferSlot("In", "Image", slot_input, "", false);
     ASSERT_TRUE(owner.setBufferSlot("In", makeBuffer("ImageFifo", "Images").rawPtr(), slot_input));
-    EXPECT_FALSE(owner.setBufferSlot("In", makeBuffer("ObjectFifo").rawPtr(), slot_input));
     EXPECT_EQ(textOf(owner, "In"), "Images");
-}
+    EXPECT_TRUE(owner.bufferSlot("In").isNull()) << "binding waits for the start";
 
-TEST_F(BufferSlotTest, SetBufferSlotRefusesAnotherDirection) {
-    owner.addBufferSlot("In", "Image", slot_input, "", false);
+    EXPECT_FALSE(owner.setBufferSlot("In", makeBuffer("ObjectFifo").rawPtr(), slot_input));
     EXPECT_FALSE(owner.setBufferSlot("In", makeBuffer("ImageFifo").rawPtr(), slot_output));
-    EXPECT_EQ(textOf(owner, "In"), "");
-}
-
-TEST_F(BufferSlotTest, SetBufferSlotRefusesANullBufferAndAnUnknownSlot) {
-    owner.addBufferSlot("In", "Image", slot_input, "", false);
     EXPECT_FALSE(owner.setBufferSlot("In", nullptr, slot_input));
     EXPECT_FALSE(owner.setBufferSlot("Other", makeBuffer("ImageFifo").rawPtr(), slot_input));
-}
+    EXPECT_EQ(textOf(owner, "In"), "Images");
 
-TEST_F(BufferSlotTest, UnsetBufferSlotClearsTheName) {
-    owner.addBufferSlot("In", "Image", slot_input, "", false);
-    owner.setBufferSlot("In", makeBuffer("ImageFifo").rawPtr(), slot_input);
     EXPECT_TRUE(owner.unsetBufferSlot("In"));
     EXPECT_EQ(textOf(owner, "In"), "");
     EXPECT_TRUE(owner.unsetBufferSlot("Unknown"));
 }
 
 TEST_F(BufferSlotTest, InitBufferSlotsBindsAndFlushesTheNamedBuffers) {
-    owner.addBufferSlot("In", "string", slot_input, "", false);
-    BufferRefPtr buffer = makeBuffer("StringFifo");
-    owner.setBufferSlot("In", buffer.rawPtr(), slot_input);
+    BufferRefPtr buffer = boundSlot("In", slot_input);
     asText(buffer).push("left over");
     buffer->notifyAndAbort();
+    owner.addBufferSlot("Opt", "string", slot_input, "", true);
 
     ASSERT_TRUE(owner.initBufferSlots());
     EXPECT_EQ(owner.bufferSlot("In"), buffer);
     EXPECT_EQ(buffer->size(), 0);
     EXPECT_TRUE(asText(buffer).push("fresh")) << "the abort of an earlier stop is cleared";
-}
-
-TEST_F(BufferSlotTest, InitBufferSlotsFailsForAnEmptyRequiredSlotButBindsTheOthers) {
-    owner.addBufferSlot("A", "string", slot_input, "", false);
-    owner.addBufferSlot("B", "string", slot_output, "", false);
-    BufferRefPtr buffer = makeBuffer("StringFifo");
-    owner.setBufferSlot("B", buffer.rawPtr(), slot_output);
-
-    EXPECT_FALSE(owner.initBufferSlots());
-    EXPECT_TRUE(owner.bufferSlot("A").isNull());
-    EXPECT_EQ(owner.bufferSlot("B"), buffer);
-}
-
-TEST_F(BufferSlotTest, InitBufferSlotsFailsWhenTheNamedBufferNoLongerExists) {
-    owner.addBufferSlot("In", "string", slot_input, "", false);
-    BufferRefPtr buffer = makeBuffer("StringFifo");
-    owner.setBufferSlot("In", buffer.rawPtr(), slot_input);
-    manager->releaseInstance(buffer->name().c_str());
-    EXPECT_FALSE(owner.initBufferSlots());
-    EXPECT_TRUE(owner.bufferSlot("In").isNull());
-}
-
-TEST_F(BufferSlotTest, InitBufferSlotsAcceptsAnEmptyOptionalSlot) {
-    owner.addBufferSlot("In", "string", slot_input, "", true);
-    EXPECT_TRUE(owner.initBufferSlots());
-}
-
-TEST_F(BufferSlotTest, ReleaseBufferSlotsUnbindsEverySlot) {
-    owner.addBufferSlot("In", "string", slot_input, "", false);
-    owner.setBufferSlot("In", makeBuffer("StringFifo").rawPtr(), slot_input);
-    ASSERT_TRUE(owner.initBufferSlots());
     EXPECT_TRUE(owner.releaseBufferSlots());
     EXPECT_TRUE(owner.bufferSlot("In").isNull());
     EXPECT_NE(textOf(owner, "In"), "") << "the name stays for the next start";
 }
 
+TEST_F(BufferSlotTest, InitBufferSlotsFailsForAMissingRequiredBufferButBindsTheOthers) {
+    owner.addBufferSlot("A", "string", slot_input, "", false);
+    BufferRefPtr gone = boundSlot("B", slot_input);
+    BufferRefPtr kept = boundSlot("C", slot_output);
+    manager->releaseInstance(gone->name().c_str());
+
+    EXPECT_FALSE(owner.initBufferSlots());
+    EXPECT_TRUE(owner.bufferSlot("A").isNull());
+    EXPECT_TRUE(owner.bufferSlot("B").isNull());
+    EXPECT_EQ(owner.bufferSlot("C"), kept);
+}
+
 TEST_F(BufferSlotTest, NotifyAndAbortAllBuffersAbortsAndFlushAllBuffersRestores) {
-    owner.addBufferSlot("In", "string", slot_input, "", false);
-    owner.addBufferSlot("Out", "string", slot_output, "", false);
-    BufferRefPtr in = makeBuffer("StringFifo");
-    BufferRefPtr out = makeBuffer("StringFifo");
-    owner.setBufferSlot("In", in.rawPtr(), slot_input);
-    owner.setBufferSlot("Out", out.rawPtr(), slot_output);
+    BufferRefPtr in = boundSlot("In", slot_input);
+    BufferRefPtr out = boundSlot("Out", slot_output);
     ASSERT_TRUE(owner.initBufferSlots());
     asText(out).push("queued");
 
     owner.notifyAndAbortAllBuffers();
     EXPECT_FALSE(asText(in).push("x"));
     EXPECT_FALSE(asText(out).push("x"));
-
     owner.flushAllBuffers();
     EXPECT_EQ(out->size(), 0);
     EXPECT_TRUE(asText(in).push("x"));
 }
 
 TEST_F(BufferSlotTest, ACopyHasTheSlotsButNoBoundBuffer) {
-    owner.addBufferSlot("In", "string", slot_input, "Texts", false);
-    owner.setBufferSlot("In", makeBuffer("StringFifo", "Named").rawPtr(), slot_input);
+    boundSlot("In", slot_input);
     ASSERT_TRUE(owner.initBufferSlots());
-
     SlotOwner copy(owner);
-    EXPECT_EQ(copy.bufferSlotIds(), std::vector<std::string>{"In"});
-    EXPECT_EQ(textOf(copy, "In"), "Named");
+    EXPECT_EQ(copy.bufferSlotIds(), Ids{"In"});
+    EXPECT_EQ(textOf(copy, "In"), textOf(owner, "In"));
     EXPECT_TRUE(copy.bufferSlot("In").isNull());
 }
+
+TEST_F(BufferWiringTest, BufferHoldsWhatItWasGivenUntilDisconnected) {
+    BufferRefPtr buffer = makeBuffer();
+    EXPECT_FALSE(buffer->connectSource(BufferSlotPtrWrapper(), "Out"));
+    EXPECT_FALSE(buffer->disconnectSource()) << "nothing was stored";
+    const int before = SlotOwner::live.load();
+    ASSERT_TRUE(buffer->connectSource(source, "Out"));
+    source = OwnerHandle();
+    EXPECT_EQ(SlotOwner::live.load(), before);
+    EXPECT_TRUE(buffer->disconnectSource());
+    EXPECT_EQ(SlotOwner::live.load(), before - 1);
+    EXPECT_FALSE(buffer->disconnectSource());
+
+    EXPECT_FALSE(buffer->connectSink(sink, "NoSuchSlot"));
+    EXPECT_TRUE(buffer->disconnectSink()) << "a refused binding stays stored";
+    EXPECT_FALSE(buffer->disconnectSink());
+}
+
+TEST_F(BufferWiringTest, FreeConnectWiresBothSlotsOrNeither) {
+    BufferRefPtr buffer = makeBuffer();
+    EXPECT_FALSE(connect(BufferSlotPtrWrapper(), "Out", buffer, sink, "In"));
+    EXPECT_FALSE(connect(source, "Out", BufferRefPtr(), sink, "In"));
+    EXPECT_FALSE(connect(source, "Out", buffer, BufferSlotPtrWrapper(), "In"));
+    EXPECT_FALSE(connect(source, "Out", buffer, sink, "NoSuchSlot"));
+    EXPECT_EQ(textOf(*source, "Out"), "");
+    EXPECT_FALSE(buffer->disconnectSource()) << "the source binding was undone";
+    EXPECT_FALSE(buffer->disconnectSink());
+
+    EXPECT_TRUE(connect(source, "Out", buffer, sink, "In"));
+    EXPECT_EQ(textOf(*source, "Out"), buffer->name());
+    EXPECT_EQ(textOf(*sink, "In"), buffer->name());
+    EXPECT_TRUE(disconnect(buffer));
+    EXPECT_EQ(textOf(*source, "Out"), "");
+    EXPECT_EQ(textOf(*sink, "In"), "");
+
+    // With only a source, disconnect fails but still unbinds it.
+    ASSERT_TRUE(buffer->connectSource(source, "Out"));
+    EXPECT_FALSE(disconnect(buffer));
+    EXPECT_EQ(textOf(*source, "Out"), "");
+    EXPECT_FALSE(buffer->disconnectSource());
+}
+
+// Only BufferRing selects a ring; "string" slots map to the "String" buffer types.
+TEST_F(BufferWiringTest, ManagerConnectChoosesTheTypeFromSlotsAndDiscipline) {
+    const struct {
+        const char* elementType;
+        BufferType requested;
+        const char* type;
+    } cases[] = {{"Image", BufferRing, "ImageRing"},
+                 {"Image", BufferFifo, "ImageFifo"},
+                 {"Image", static_cast<BufferType>(7), "ImageFifo"},
+                 {"string", BufferRing, "StringRing"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.type);
+        OwnerHandle from = ownerWith("Out", c.elementType, slot_output);
+        OwnerHandle to = ownerWith("In", c.elementType, slot_input);
+        BufferRefPtr buffer = manager->connect(from, "Out", to, "In", c.requested, 5);
+        ASSERT_TRUE(buffer.isValid());
+        EXPECT_EQ(buffer->type(), c.type);
+        EXPECT_EQ(buffer->maxSize(), 5);
+        EXPECT_EQ(textOf(*buffer, "ElementType"), c.elementType);
+        EXPECT_EQ(manager->instance(buffer->name().c_str()), buffer);
+        EXPECT_EQ(textOf(*from, "Out"), buffer->name());
+        EXPECT_EQ(textOf(*to, "In"), buffer->name());
+        manager->disconnect(to, "In");
+        EXPECT_EQ(manager->instanceCount(), 0u);
+        EXPECT_EQ(textOf(*from, "Out"), "");
+    }
+}
+
+TEST_F(BufferWiringTest, ManagerConnectFailureLeavesNothingBehind) {
+    OwnerHandle objects = ownerWith("In", "Object", slot_input);
+    OwnerHandle secondSource = ownerWith("Out", "Image", slot_output);
+    EXPECT_TRUE(manager->connect(source, "Out", objects, "In", 5).isNull());
+    EXPECT_TRUE(manager->connect(source, "Out", secondSource, "Out", 5).isNull());
+    EXPECT_TRUE(manager->connect(BufferSlotPtrWrapper(), "Out", sink, "In", 5).isNull());
+    EXPECT_TRUE(manager->connect(source, "Out", BufferSlotPtrWrapper(), "In", 5).isNull());
+    EXPECT_TRUE(manager->connect(source, "Nothing", sink, "In", 5).isNull());
+    expectNothingWired();
+    EXPECT_EQ(textOf(*secondSource, "Out"), "");
+}
+
+TEST_F(BufferWiringTest, ManagerDisconnectOfAnUnwiredSlotDoesNothing) {
+    BufferRefPtr buffer = manager->connect(source, "Out", sink, "In", 5);
+    EXPECT_EQ(buffer->type(), "ImageFifo");
+    OwnerHandle unwired = ownerWith("In", "Image", slot_input);
+    manager->disconnect(unwired, "In");
+    manager->disconnect(BufferSlotPtrWrapper(), "In");
+    manager->disconnect(sink, "NoSuchSlot");
+    EXPECT_EQ(manager->instanceCount(), 1u);
+    EXPECT_EQ(textOf(*sink, "In"), buffer->name());
+
+    manager->disconnect(sink, "In");
+    expectNothingWired();
+    EXPECT_FALSE(buffer->disconnectSource()) << "both sides are gone";
+}
+
+// A named handle in the manner of DeviceRefPtr: a RefPtr subclass without fields.
+struct NamedRefPtr : RefPtr<SlotOwner> {
+    using RefPtr<SlotOwner>::RefPtr;
+};
+
+// Keeping the wrapped object alive is checked through a buffer's source above.
+TEST(PtrWrapper, YieldsTheInterfaceAndComparesByObject) {
+    EXPECT_TRUE(!ProcessPtrWrapper());
+    EXPECT_TRUE(BufferSlotPtrWrapper(OwnerHandle()).isNull());
+    KorvaneTest::ProcessHandle process = KorvaneTest::makeProcess();
+    EXPECT_EQ(ProcessPtrWrapper(process).rawPtr(),
+              static_cast<ProcessInterface*>(process.rawPtr()));
+    EXPECT_EQ(BufferSlotPtrWrapper(process).rawPtr(),
+              static_cast<BufferSlotInterface*>(process.rawPtr()));
+
+    NamedRefPtr owner(new SlotOwner, nullptr);
+    BufferSlotPtrWrapper a(owner);
+    OwnerHandle sameOwner = owner;
+    EXPECT_EQ(a.rawPtr(), owner.rawPtr());
+    EXPECT_TRUE(a == BufferSlotPtrWrapper(sameOwner));
+    EXPECT_FALSE(a != BufferSlotPtrWrapper(sameOwner));
+    EXPECT_TRUE(a != BufferSlotPtrWrapper(KorvaneTest::makeOwner()));
+    EXPECT_FALSE(a == BufferSlotPtrWrapper());
+}
+
+}  // namespace

@@ -3,22 +3,20 @@
 #include <korvane/buffers/FifoTemplate.h>
 #include <korvane/process/ProcessInterface.h>
 
-#include <chrono>
+#include <functional>
 #include <list>
-#include <mutex>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/TestProcesses.h"
 
 using namespace Korvane;
-using namespace std::chrono_literals;
 using KorvaneTest::eventually;
 using KorvaneTest::Gate;
 using KorvaneTest::ProcessHandle;
 using KorvaneTest::reaches;
-using KorvaneTest::ScriptedProcess;
 using KorvaneTest::stopWithin;
 
 namespace {
@@ -26,9 +24,9 @@ namespace {
 using Calls = std::vector<unsigned long long>;
 using TextFifo = FifoTemplate<std::string>;
 
-// Every process made here is stopped when the test ends, every gate opened first (a
-// failed assertion may leave a process thread waiting at one), and every buffer
-// released. Gates and records live in the fixture, so they outlive the threads.
+// Stops every process made here when the test ends, opening every gate first (a failed
+// assertion may leave a process thread waiting at one), and releases every buffer.
+// Whatever a process thread touches lives here, so that it outlives the thread.
 class ProcessRun : public ::testing::Test {
 protected:
     void TearDown() override {
@@ -61,78 +59,76 @@ protected:
     static TextFifo& asText(const BufferRefPtr& buffer) { return dynamic_cast<TextFifo&>(*buffer); }
 
     BufferManager* manager = BufferManager::get();
-    std::mutex receivedLock;  // guards received
-    std::vector<long long> received;
+    std::vector<long long> received;  // read after the consumer's StoppingDone
+    // Status detail, isRunning and isStopping as seen by the process thread.
+    std::vector<std::tuple<ProcessInterface::StatusDetail, bool, bool>> seen;
 
 private:
     std::vector<ProcessHandle> m_processes;
     std::list<Gate> m_gates;
 };
 
-}  // namespace
-
-TEST_F(ProcessRun, MaxIterationsFiveCallsSequenceWithZeroToFour) {
-    ProcessHandle process = make(5);
-    process->startProcess();
-    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-    EXPECT_EQ(process->sequenceCalls(), (Calls{0, 1, 2, 3, 4}));
-    EXPECT_EQ(process->iteration(), 5);
-    EXPECT_EQ(process->initCalls(), 1);
-    EXPECT_EQ(process->cleanupCalls(), 1);
+TEST(ProcessInterface, ANewProcessIsIdleAndStopDoesNothing) {
+    ProcessHandle process = KorvaneTest::makeProcess();
+    PropertyInfo info;
+    ASSERT_TRUE(process->propertyInfo("MaxIterations", &info));
+    EXPECT_EQ(info.type, int64_property);
+    EXPECT_EQ(info.access, read_write_access);
+    EXPECT_EQ(info.category, 6);
+    EXPECT_EQ(info.description,
+              "The number of iterations this process should run (-1 denotes infinite).");
+    long long limit = 0;
+    EXPECT_TRUE(process->getProperty("MaxIterations", &limit) && limit == -1);
 
     process->stopProcess();
-    EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
+    EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleNew);
+    EXPECT_EQ(process->initCalls(), 0);
+    // Without a thread, sleep returns at once.
+    auto slept = KorvaneTest::startDetached([process] { process->sleep(600000); });
+    EXPECT_EQ(slept.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
 }
 
-TEST_F(ProcessRun, ZeroOrANegativeLimitOtherThanMinusOneRunsOnce) {
-    for (long long limit : {0LL, -2LL, -1000LL}) {
-        ProcessHandle process = make(limit);
+// Only -1 means no limit, any other value runs at least once; a sequence that returns
+// false ends the run. An empty optional slot does not prevent the start.
+TEST_F(ProcessRun, MaxIterationsOrAFalseSequenceEndsTheRun) {
+    const struct {
+        long long limit;
+        unsigned long long falseAt;
+        Calls calls;
+    } cases[] = {{5, 99, {0, 1, 2, 3, 4}},
+                 {0, 99, {0}},
+                 {-2, 99, {0}},
+                 {-1000, 99, {0}},
+                 {-1, 2, {0, 1, 2}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.limit);
+        ProcessHandle process = make(c.limit);
+        process->addBufferSlot("Opt", "string", slot_input, "", true);
+        process->onSequence = [falseAt = c.falseAt](unsigned long long i) { return i != falseAt; };
         process->startProcess();
-        ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone)) << limit;
-        EXPECT_EQ(process->sequenceCalls(), Calls{0}) << limit;
+        ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
+        EXPECT_EQ(process->sequenceCalls(), c.calls);
+        EXPECT_EQ(process->iteration(), static_cast<long long>(c.calls.size()));
+        EXPECT_EQ(process->initCalls(), 1);
+        EXPECT_EQ(process->cleanupCalls(), 1);
+        ASSERT_TRUE(stopWithin(process));
+        EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     }
 }
 
-TEST_F(ProcessRun, ASequenceReturningFalseAtItsThirdCallEndsTheRun) {
-    ProcessHandle process = make();
-    process->onSequence = [](unsigned long long iteration) { return iteration < 2; };
-    process->startProcess();
-    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-    EXPECT_EQ(process->sequenceCalls(), (Calls{0, 1, 2}));
-    EXPECT_EQ(process->cleanupCalls(), 1);
-}
-
-TEST_F(ProcessRun, AMissingRequiredBufferSkipsInitAndStopLeavesIdleStopped) {
-    BufferRefPtr buffer;
-    ProcessHandle process = makeReader(&buffer);
-    manager->releaseInstance(buffer->name().c_str());
-    process->startProcess();
-    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingNotStarted));
-    EXPECT_EQ(process->initCalls(), 0);
-    EXPECT_EQ(process->cleanupCalls(), 0);
-
-    ASSERT_TRUE(stopWithin(process));
-    EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
-}
-
-TEST_F(ProcessRun, ARunThatCouldNotStartLeavesTheBuffersItFoundAlone) {
+TEST_F(ProcessRun, AMissingRequiredBufferSkipsInitAndLeavesTheOtherBuffersAlone) {
     BufferRefPtr shared;
     ProcessHandle process = makeReader(&shared);
     process->addBufferSlot("Missing", "string", slot_input, "", false);
     process->startProcess();
     ASSERT_TRUE(reaches(process, ProcessInterface::StoppingNotStarted));
+    EXPECT_EQ(process->initCalls(), 0);
+    EXPECT_EQ(process->cleanupCalls(), 0);
     EXPECT_TRUE(process->bufferSlot("In").isNull());
 
     ASSERT_TRUE(stopWithin(process));
+    EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     EXPECT_TRUE(asText(shared).push("still usable")) << "stopping aborted a buffer it had let go";
-}
-
-TEST_F(ProcessRun, AnEmptyOptionalSlotDoesNotPreventTheStart) {
-    ProcessHandle process = make(1);
-    process->addBufferSlot("In", "string", slot_input, "", true);
-    process->startProcess();
-    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-    EXPECT_EQ(process->initCalls(), 1);
 }
 
 TEST_F(ProcessRun, StartProcessOnARunningProcessChangesNothing) {
@@ -148,81 +144,66 @@ TEST_F(ProcessRun, StartProcessOnARunningProcessChangesNothing) {
     };
     process->startProcess();
     ASSERT_TRUE(reached.waitOpen());
-
     process->startProcess();
     EXPECT_EQ(process->statusDetail(), ProcessInterface::RunningIterating);
     EXPECT_EQ(process->iteration(), 3);
     EXPECT_EQ(process->initCalls(), 1);
-    release.open();
 }
 
 TEST_F(ProcessRun, StartingAfterARunEndedByItselfBeginsAtIterationZero) {
     ProcessHandle process = make(3);
     process->startProcess();
     ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-
     process->startProcess();
     ASSERT_TRUE(eventually([&] {
         return process->initCalls() == 2 &&
                process->statusDetail() == ProcessInterface::StoppingDone;
     }));
     EXPECT_EQ(process->sequenceCalls(), (Calls{0, 1, 2, 0, 1, 2}));
-    EXPECT_EQ(process->iteration(), 3);
 }
 
-TEST_F(ProcessRun, AFailedInitSkipsTheLoopButNotTheCleanup) {
-    ProcessHandle process = make();
-    process->onInit = [] { return false; };
-    process->startProcess();
-    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-    EXPECT_TRUE(process->sequenceCalls().empty());
-    EXPECT_EQ(process->cleanupCalls(), 1);
-}
-
-TEST_F(ProcessRun, AnExceptionFromSequenceSkipsCleanupAndUnbindsTheSlots) {
-    BufferRefPtr buffer;
-    ProcessHandle process = makeReader(&buffer);
-    process->onSequence = [](unsigned long long) -> bool { throw std::runtime_error("broken"); };
-    process->startProcess();
-    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-    EXPECT_EQ(process->sequenceCalls(), Calls{0});
-    EXPECT_EQ(process->cleanupCalls(), 0);
-    EXPECT_TRUE(process->bufferSlot("In").isNull());
-}
-
-TEST_F(ProcessRun, AnExceptionOfAnyTypeFromInitEndsTheRun) {
-    ProcessHandle process = make();
-    process->onInit = []() -> bool { throw 42; };
-    process->startProcess();
-    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-    EXPECT_TRUE(process->sequenceCalls().empty());
-    EXPECT_EQ(process->cleanupCalls(), 0);
-}
-
-TEST_F(ProcessRun, StopProcessEndsAnUnlimitedLoop) {
-    ProcessHandle process = make();
-    process->startProcess();
-    ASSERT_TRUE(eventually([&] { return process->iteration() >= 2; }));
-    ASSERT_TRUE(stopWithin(process));
-    EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
-    EXPECT_EQ(process->cleanupCalls(), 1);
-    EXPECT_FALSE(process->isRunning());
+// A failed init skips the loop; an exception (of any type) also skips the cleanup.
+// Every way out releases the slots.
+TEST_F(ProcessRun, FailuresEndTheRunAndReleaseTheSlots) {
+    const struct {
+        const char* what;
+        std::function<bool()> init;
+        std::function<bool(unsigned long long)> sequence;
+        Calls calls;
+        int cleanups;
+    } cases[] = {{"init false", [] { return false; }, nullptr, {}, 1},
+                 {"init throws", []() -> bool { throw 42; }, nullptr, {}, 0},
+                 {"sequence throws",
+                  nullptr,
+                  [](unsigned long long) -> bool { throw std::runtime_error("broken"); },
+                  {0},
+                  0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        BufferRefPtr buffer;
+        ProcessHandle process = makeReader(&buffer);
+        if (c.init) process->onInit = c.init;
+        if (c.sequence) process->onSequence = c.sequence;
+        process->startProcess();
+        ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
+        EXPECT_EQ(process->sequenceCalls(), c.calls);
+        EXPECT_EQ(process->cleanupCalls(), c.cleanups);
+        EXPECT_TRUE(process->bufferSlot("In").isNull());
+    }
 }
 
 TEST_F(ProcessRun, StopProcessReleasesASequenceBlockedInAnEmptyFifo) {
     BufferRefPtr buffer;
     ProcessHandle process = makeReader(&buffer);
     Gate& popping = gate();
-    ScriptedProcess* raw = process.rawPtr();
-    process->onSequence = [&popping, raw](unsigned long long) {
+    process->onSequence = [&popping, fifo = &asText(buffer)](unsigned long long) {
         std::string item;
         popping.open();
-        return asText(raw->bufferSlot("In")).pop(item);
+        return fifo->pop(item);
     };
     process->startProcess();
     ASSERT_TRUE(popping.waitOpen());
-
-    ASSERT_TRUE(stopWithin(process, 5s)) << "the blocked pop was not released";
+    ASSERT_TRUE(stopWithin(process)) << "the blocked pop was not released";
     EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     EXPECT_EQ(process->cleanupCalls(), 1);
     EXPECT_TRUE(process->bufferSlot("In").isNull());
@@ -230,46 +211,22 @@ TEST_F(ProcessRun, StopProcessReleasesASequenceBlockedInAnEmptyFifo) {
 }
 
 TEST_F(ProcessRun, TheStatusFollowsTheLifeCycle) {
-    Gate& inInit = gate();
-    Gate& leaveInit = gate();
-    Gate& inSequence = gate();
-    Gate& leaveSequence = gate();
-    Gate& inCleanup = gate();
-    Gate& leaveCleanup = gate();
     ProcessHandle process = make();
-    process->onInit = [&] {
-        inInit.open();
-        return leaveInit.waitOpen();
+    KorvaneTest::ScriptedProcess* raw = process.rawPtr();
+    // Only the process thread appends; the test reads after StoppingDone.
+    auto record = [this, raw] {
+        seen.push_back({raw->statusDetail(), raw->isRunning(), raw->isStopping()});
+        return true;
     };
-    process->onSequence = [&](unsigned long long) {
-        inSequence.open();
-        leaveSequence.waitOpen();
-        return false;
-    };
-    process->onCleanup = [&] {
-        inCleanup.open();
-        return leaveCleanup.waitOpen();
-    };
+    process->onInit = record;
+    process->onSequence = [record](unsigned long long) { return !record(); };
+    process->onCleanup = record;
     process->startProcess();
-
-    ASSERT_TRUE(inInit.waitOpen());
-    EXPECT_EQ(process->statusDetail(), ProcessInterface::StartingInit);
-    EXPECT_EQ(process->status(), ProcessInterface::Starting);
-    leaveInit.open();
-
-    ASSERT_TRUE(inSequence.waitOpen());
-    EXPECT_EQ(process->statusDetail(), ProcessInterface::RunningIterating);
-    EXPECT_TRUE(process->isRunning());
-    EXPECT_FALSE(process->isStopping());
-    leaveSequence.open();
-
-    ASSERT_TRUE(inCleanup.waitOpen());
-    EXPECT_EQ(process->statusDetail(), ProcessInterface::StoppingCleanup);
-    EXPECT_TRUE(process->isStopping());
-    EXPECT_FALSE(process->isRunning());
-    leaveCleanup.open();
-
     ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
+    const decltype(seen) expected = {{ProcessInterface::StartingInit, false, false},
+                                     {ProcessInterface::RunningIterating, true, false},
+                                     {ProcessInterface::StoppingCleanup, false, true}};
+    EXPECT_EQ(seen, expected);
 }
 
 TEST_F(ProcessRun, AStopRequestIsVisibleUntilTheSequenceReturns) {
@@ -289,7 +246,6 @@ TEST_F(ProcessRun, AStopRequestIsVisibleUntilTheSequenceReturns) {
     EXPECT_TRUE(process->isRunning());
     EXPECT_TRUE(process->isStopping());
     leaveSequence.open();
-
     ASSERT_EQ(stopped.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
     EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     EXPECT_EQ(process->sequenceCalls(), Calls{0});
@@ -303,28 +259,20 @@ TEST_F(ProcessRun, WiredProcessesPassItemsThroughTheBuffer) {
     consumer->addBufferSlot("In", "string", slot_input, "", false);
     BufferRefPtr buffer = manager->connect(producer, "Out", consumer, "In", 4);
     ASSERT_TRUE(buffer.isValid());
-
-    ScriptedProcess* reader = consumer.rawPtr();
-    consumer->onSequence = [this, reader](unsigned long long) {
+    TextFifo* fifo = &asText(buffer);
+    consumer->onSequence = [this, fifo](unsigned long long) {
         std::string item;
-        if (!asText(reader->bufferSlot("In")).pop(item)) return false;
-        std::lock_guard<std::mutex> lock(receivedLock);
+        if (!fifo->pop(item)) return false;
         received.push_back(std::stoll(item));
         return true;
     };
-    ScriptedProcess* writer = producer.rawPtr();
-    producer->onSequence = [writer](unsigned long long iteration) {
-        return asText(writer->bufferSlot("Out")).push(std::to_string(iteration));
-    };
-
+    producer->onSequence = [fifo](unsigned long long i) { return fifo->push(std::to_string(i)); };
     consumer->startProcess();
     ASSERT_TRUE(eventually([&] { return consumer->isRunning(); }));
     producer->startProcess();
     ASSERT_TRUE(reaches(consumer, ProcessInterface::StoppingDone));
     ASSERT_TRUE(stopWithin(producer));
-
-    std::lock_guard<std::mutex> lock(receivedLock);
-    ASSERT_EQ(received.size(), 3u);
-    EXPECT_LT(received[0], received[1]);
-    EXPECT_LT(received[1], received[2]);
+    EXPECT_EQ(received, (std::vector<long long>{0, 1, 2}));
 }
+
+}  // namespace

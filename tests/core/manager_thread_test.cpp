@@ -1,0 +1,369 @@
+#include <gtest/gtest.h>
+#include <korvane/core/Manager.h>
+#include <korvane/core/Object.h>
+
+#include <algorithm>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "support/Detached.h"
+#include "support/WidgetManager.h"
+
+using namespace Korvane;
+using KorvaneTest::Widget;
+using KorvaneTest::WidgetManager;
+using KorvaneTest::WidgetRefPtr;
+using Names = std::vector<std::string>;
+
+namespace {
+
+std::string text(const PropertyInterface& object, const std::string& name) {
+    std::string value;
+    EXPECT_TRUE(object.getProperty(name, &value)) << name;
+    return value;
+}
+
+}  // namespace
+
+TEST(ManageableType, DeclaresThreeReadOnlyManagerProperties) {
+    Widget widget;
+    EXPECT_EQ(widget.propertyNameList(),
+              (std::vector<std::string>{"ComponentType", "Name", "Type"}));
+    const std::pair<const char*, const char*> expected[] = {
+        {"Type", "The type as registered to the manager."},
+        {"Name", "The name of the instance as created by a manager."},
+        {"ComponentType", "The Korvane component type of this object."}};
+    for (const auto& [name, description] : expected) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(widget.propertyType(name), string_property);
+        EXPECT_EQ(widget.propertyAccess(name), read_access);
+        EXPECT_EQ(widget.propertyCategoryName(name), "Manager");
+        EXPECT_EQ(widget.propertyDescription(name), description);
+        EXPECT_FALSE(widget.setProperty(name, "x"));
+    }
+    EXPECT_EQ(text(widget, "ComponentType"), "Widget");
+}
+
+// An empty or null text leaves the property open for the first real one; a copy keeps
+// the type but starts unnamed.
+TEST(ManageableType, NameAndTypeAreEachSetOnce) {
+    Widget widget;
+    EXPECT_FALSE(widget.setName(static_cast<const char*>(nullptr)));
+    EXPECT_FALSE(widget.setType(static_cast<const char*>(nullptr)));
+    EXPECT_TRUE(widget.setName(""));
+    EXPECT_TRUE(widget.setName("first"));
+    EXPECT_FALSE(widget.setName(std::string("second")));
+    EXPECT_EQ(text(widget, "Name"), "first");
+    EXPECT_TRUE(widget.setType(std::string("Camera")));
+    EXPECT_FALSE(widget.setType("Grabber"));
+    EXPECT_EQ(widget.type(), "Camera");
+    Widget copy(widget);
+    EXPECT_EQ(copy.type(), "Camera");
+    EXPECT_TRUE(copy.setName("second"));
+    EXPECT_EQ(widget.name(), "first");
+}
+
+TEST(Object, AssignmentReplacesEveryRecordAndSelfAssignmentNone) {
+    Object source;
+    source.addProperty("Speed", 2.5, double_property, read_write_access, 4, "Axis speed.");
+    source.addProperty("Label", std::string("home"), string_property, read_access, 7, "Label.");
+    source.addProperty("Mode", 1LL, std::vector<std::string>{"Off", "Slow", "Fast"}, enum_property,
+                       read_write_access, 5, "Mode.");
+    source.addProperty("Count", 3, int32_property, read_write_access);
+    source.setProperty("Count", 4);
+
+    Object target;
+    target.addProperty("Stale", 1, int32_property, read_write_access);
+    target.addProperty("Speed", std::string("text"), string_property, read_write_access);
+    target = source;
+    Object& alias = target;
+    target = alias;
+
+    auto describe = [](const Object& object, const std::string& name) {
+        PropertyInfo info;
+        EXPECT_TRUE(object.propertyInfo(name, &info)) << name;
+        return std::make_tuple(info.type, info.category, info.access, info.description,
+                               info.valueSet, object.propertyEnumList(name));
+    };
+    ASSERT_EQ(target.propertyNameList(), source.propertyNameList());
+    for (const std::string& name : source.propertyNameList()) {
+        EXPECT_EQ(describe(target, name), describe(source, name)) << name;
+    }
+    int count = 0;
+    double speed = 0;
+    EXPECT_TRUE(target.getProperty("Count", &count) && target.getProperty("Speed", &speed));
+    EXPECT_EQ(count, 4);
+    EXPECT_EQ(speed, 2.5);
+    EXPECT_EQ(text(target, "Label"), "home");
+    EXPECT_EQ(text(target, "Mode"), "Slow");
+}
+
+namespace {
+
+// "{" + eight groups of four characters from 0-9A-Z joined by "-" + "}", after base.
+bool endsInKey(const std::string& name, const std::string& base) {
+    if (name.size() != base.size() + 41 || name.compare(0, base.size(), base) != 0) return false;
+    const std::string key = name.substr(base.size());
+    if (key.front() != '{' || key.back() != '}') return false;
+    for (std::size_t i = 1; i < 40; ++i) {
+        const char c = key[i];
+        const bool ok = i % 5 == 0 ? c == '-' : (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z');
+        if (!ok) return false;
+    }
+    return true;
+}
+
+class ManagerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(manager.registerType("Cam", WidgetManager::makePrototype()));
+    }
+
+    // Creates from type and answers the final name; empty when refused.
+    std::string create(std::string name, bool unique, const char* type = "Cam") {
+        WidgetRefPtr object = manager.create(type, name, unique);
+        EXPECT_EQ(object.isValid(), !name.empty());
+        return name;
+    }
+
+    // Declared first: the manager's prototypes write to it when they are destroyed.
+    Names journal;
+    WidgetManager manager;
+};
+
+}  // namespace
+
+TEST_F(ManagerTest, FreeNamesAreCleanedToTheAlphabet) {
+    const std::string alphabet = WidgetManager::allowedCharactersInName();
+    EXPECT_EQ(alphabet, "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_{}:-");
+    const std::pair<std::string, std::string> cases[] = {
+        {"my cam#1", "my_cam_1"},
+        {alphabet, alphabet},
+        {std::string("a\0b\tc\xC3\xA9.", 8), "a_b_c___"},
+        {"{not a key}", "{not_a_key}"},
+        {std::string(10000, '#'), std::string(10000, '_')},
+    };
+    for (const auto& [requested, stored] : cases) {
+        EXPECT_EQ(create(requested, true), stored);
+        EXPECT_TRUE(manager.instance(stored.c_str()).isValid()) << stored;
+    }
+    EXPECT_FALSE(manager.instance("my cam#1").isValid());
+}
+
+TEST_F(ManagerTest, InstanceMapInsertNamesAnObjectMadeElsewhere) {
+    WidgetRefPtr object(new Widget, &WidgetManager::freeCallback);
+    std::string name = "outside?";
+    EXPECT_TRUE(manager.instanceMapInsert(name, object, false));
+    EXPECT_EQ(name, "outside_");
+    EXPECT_EQ(object->name(), "outside_");
+}
+
+TEST_F(ManagerTest, TakenNameFailsOrIsKeyed) {
+    EXPECT_EQ(create("A", false), "A");
+    EXPECT_EQ(create("A", false), "");
+    const std::string keyed = create("A", true);
+    EXPECT_TRUE(endsInKey(keyed, "A")) << keyed;
+    EXPECT_EQ(manager.instance(keyed.c_str())->name(), keyed);
+    // A generated name is keyed again, not extended.
+    const std::string again = create(keyed, true);
+    EXPECT_NE(again, keyed);
+    EXPECT_TRUE(endsInKey(again, "A")) << again;
+    create("cam{x}{y}", false);
+    EXPECT_TRUE(endsInKey(create("cam{x}{y}", true), "cam"));
+    EXPECT_EQ(create("", false), "");
+    EXPECT_TRUE(endsInKey(create("", true), ""));
+    create(std::string(10000, '#'), false);
+    EXPECT_TRUE(endsInKey(create(std::string(10000, '#'), true), std::string(10000, '_')));
+}
+
+TEST_F(ManagerTest, UnknownEmptyAndNullNamesAreRefused) {
+    create("A", false);
+    for (const char* name : {"", "B", "a", static_cast<const char*>(nullptr)}) {
+        SCOPED_TRACE(name ? name : "(null)");
+        EXPECT_TRUE(manager.instance(name).isNull());
+        EXPECT_FALSE(manager.releaseInstance(name));
+        EXPECT_FALSE(manager.unregisterType(name));
+        EXPECT_FALSE(manager.typeExists(name));
+        std::string created = "x";
+        EXPECT_TRUE(manager.create(name, created, true).isNull());
+    }
+    EXPECT_FALSE(manager.registerType("Empty", WidgetRefPtr()));
+    std::string name = "ghost";
+    EXPECT_FALSE(manager.instanceMapInsert(name, WidgetRefPtr(), true));
+    EXPECT_FALSE(manager.registerType(nullptr, WidgetManager::makePrototype()));
+    EXPECT_FALSE(manager.registerType("", WidgetManager::makePrototype()));
+    EXPECT_FALSE(manager.typeExists(std::string()));
+    EXPECT_EQ(manager.typeList(), Names{"Cam"});
+    EXPECT_EQ(manager.instanceList(), Names{"A"});
+}
+
+TEST_F(ManagerTest, ReleaseDropsOnlyTheManagersHandle) {
+    ASSERT_TRUE(manager.registerType("Logged", WidgetManager::makePrototype(&journal)));
+    WidgetRefPtr held;
+    {
+        std::string name = "held";
+        held = manager.create("Logged", name, false);
+    }
+    create("gone", false, "Logged");
+    EXPECT_TRUE(manager.releaseInstance("held"));
+    EXPECT_FALSE(manager.releaseInstance("held"));
+    EXPECT_TRUE(manager.instance("held").isNull());
+    ASSERT_TRUE(held.isValid());
+    EXPECT_EQ(held->name(), "held");
+    EXPECT_TRUE(journal.empty());
+    EXPECT_TRUE(manager.releaseInstance("gone"));
+    EXPECT_EQ(journal, Names{"instance gone"});
+    held = WidgetRefPtr();
+    EXPECT_EQ(journal, (Names{"instance gone", "instance held"}));
+    EXPECT_EQ(manager.instanceCount(), 0u);
+}
+
+TEST_F(ManagerTest, ListsComeInByteOrderAndFilterByExactType) {
+    ASSERT_TRUE(manager.registerType("Camera", WidgetManager::makePrototype()));
+    ASSERT_TRUE(manager.registerType("\xC3\xA9t\xC3\xA9", WidgetManager::makePrototype()));
+    ASSERT_TRUE(manager.registerType("Axis", WidgetManager::makePrototype()));
+    for (const char* name : {"b", "B", "a", "_x", "Z1", "-", "{"}) create(name, false);
+    create("c2", false, "Camera");
+    EXPECT_EQ(manager.instanceList(), (Names{"-", "B", "Z1", "_x", "a", "b", "c2", "{"}));
+    EXPECT_EQ(manager.instanceCount(), 8u);
+    EXPECT_EQ(manager.typeList(), (Names{"Axis", "Cam", "Camera", "\xC3\xA9t\xC3\xA9"}));
+    EXPECT_EQ(manager.typeCount(), 4u);
+    EXPECT_EQ(manager.instanceList("Cam"), (Names{"-", "B", "Z1", "_x", "a", "b", "{"}));
+    EXPECT_EQ(manager.instanceList("Camera"), Names{"c2"});
+    EXPECT_TRUE(manager.instanceList("cam").empty());
+    EXPECT_TRUE(manager.instanceList("").empty());
+}
+
+TEST_F(ManagerTest, RegisteringTypesThePrototypeOnce) {
+    WidgetRefPtr first = WidgetManager::makePrototype();
+    WidgetRefPtr second = WidgetManager::makePrototype();
+    EXPECT_TRUE(manager.registerType("Twice", first));
+    EXPECT_FALSE(manager.registerType("Twice", second));
+    EXPECT_EQ(first->type(), "Twice");
+    EXPECT_EQ(first->name(), "");
+    EXPECT_EQ(second->type(), "") << "a refused prototype is left alone";
+}
+
+TEST_F(ManagerTest, UnregisteringLeavesInstancesAlone) {
+    create("survivor", false);
+    EXPECT_TRUE(manager.unregisterType("Cam"));
+    EXPECT_FALSE(manager.unregisterType("Cam"));
+    EXPECT_TRUE(manager.instance("survivor").isValid());
+    EXPECT_EQ(manager.instanceList("Cam"), Names{"survivor"});
+    std::string name = "next";
+    EXPECT_TRUE(manager.create("Cam", name, false).isNull());
+}
+
+// Destruction and cleanUp drop the prototypes first; handles held elsewhere outlive both.
+TEST(Manager, DestructionDropsTypesThenInstances) {
+    Names journal;
+    auto manager = std::make_unique<WidgetManager>();
+    ASSERT_TRUE(manager->registerType("Proto", WidgetManager::makePrototype(&journal)));
+    std::string kept = "kept";
+    std::string gone = "gone";
+    WidgetRefPtr held = manager->create("Proto", kept, false);
+    manager->create("Proto", gone, false);
+    manager.reset();
+    EXPECT_EQ(journal, (Names{"type Proto", "instance gone"}));
+    EXPECT_EQ(held->name(), "kept");
+    held = WidgetRefPtr();
+    EXPECT_EQ(journal.back(), "instance kept");
+
+    journal.clear();
+    WidgetManager cleaned;
+    ASSERT_TRUE(cleaned.registerType("Proto", WidgetManager::makePrototype(&journal)));
+    std::string only = "only";
+    cleaned.create("Proto", only, false);
+    EXPECT_TRUE(cleaned.cleanUp());
+    EXPECT_EQ(journal, (Names{"type Proto", "instance only"}));
+    EXPECT_EQ(cleaned.typeCount() + cleaned.instanceCount(), 0u);
+}
+
+namespace {
+
+// What one thread leaves in the manager, or why it stopped.
+struct Outcome {
+    std::vector<std::pair<std::string, WidgetRefPtr>> instances;
+    std::set<std::string> types;
+    std::string error;
+};
+
+// Creates instances (every other one under a shared name, so that keys are drawn
+// concurrently), releases every third, registers and unregisters types of its own and
+// reads the lists in between.
+Outcome churn(WidgetManager& manager, int thread, std::shared_future<void> start) {
+    start.wait();
+    Outcome out;
+    auto fail = [&out](const std::string& what) {
+        out.error = what;
+        return out;
+    };
+    const std::string prefix = "t" + std::to_string(thread) + "_";
+    for (int i = 0; i < 250; ++i) {
+        std::string name = i % 2 ? "shared" : prefix + std::to_string(i);
+        WidgetRefPtr object = manager.create("Cam", name, true);
+        if (object.isNull() || object->name() != name) return fail("create " + name);
+        if (i % 3 == 0) {
+            if (!manager.releaseInstance(name.c_str())) return fail("release " + name);
+        } else {
+            out.instances.emplace_back(name, object);
+        }
+        const std::string type = prefix + "type" + std::to_string(i);
+        if (!manager.registerType(type.c_str(), WidgetManager::makePrototype())) {
+            return fail("register " + type);
+        }
+        if (i % 2 == 0) {
+            manager.unregisterType(type.c_str());
+        } else {
+            out.types.insert(type);
+        }
+        manager.instanceList("Cam");
+        manager.typeList();
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST(ManagerThreads, ConcurrentCreateAndReleaseKeepTablesConsistent) {
+    // Shared with the threads, so that a thread left behind at the deadline still works
+    // on live objects.
+    auto manager = std::make_shared<WidgetManager>();
+    ASSERT_TRUE(manager->registerType("Cam", WidgetManager::makePrototype()));
+    std::promise<void> go;
+    std::shared_future<void> start = go.get_future().share();
+    std::vector<std::shared_ptr<Outcome>> outcomes;
+    std::vector<std::future<void>> workers;
+    for (int t = 0; t < 4; ++t) {
+        auto out = std::make_shared<Outcome>();
+        outcomes.push_back(out);
+        workers.push_back(KorvaneTest::startDetached(
+            [manager, t, start, out] { *out = churn(*manager, t, start); }));
+    }
+    go.set_value();
+    for (auto& worker : workers) {
+        ASSERT_EQ(worker.wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    }
+
+    std::set<std::string> types = {"Cam"};
+    Names names;
+    for (const auto& outcome : outcomes) {
+        ASSERT_EQ(outcome->error, "");
+        types.insert(outcome->types.begin(), outcome->types.end());
+        for (const auto& [name, object] : outcome->instances) {
+            names.push_back(name);
+            EXPECT_EQ(manager->instance(name.c_str()), object) << name;
+            EXPECT_EQ(object->name(), name);
+        }
+    }
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end()) << "names are unique";
+    EXPECT_EQ(manager->instanceList(), names);
+    EXPECT_EQ(manager->instanceList("Cam"), names);
+    EXPECT_EQ(manager->typeList(), Names(types.begin(), types.end()));
+}
