@@ -3,15 +3,22 @@
 // a buffer keeps or releases what it held) and switching an enumeration by item name.
 
 #include <gtest/gtest.h>
+#include <korvane/buffers/FifoTemplate.h>
+#include <korvane/buffers/RingTemplate.h>
 #include <korvane/core/Handles.h>
 #include <korvane/core/PropertyInterface.h>
 #include <korvane/image/Image.h>
 
 #include <atomic>
+#include <string>
 
 #include "support/BufferFixture.h"
 
 namespace KorvaneTest {
+
+using StringFifo = Korvane::FifoTemplate<std::string>;
+using StringRing = Korvane::RingTemplate<std::string>;
+const char* const policies[] = {"Single-threaded", "Multi-threaded"};
 
 class CountedImage : public Korvane::Image {
 public:

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <korvane/buffers/BufferManager.h>
 #include <korvane/buffers/FifoTemplate.h>
 #include <korvane/buffers/RingTemplate.h>
 #include <korvane/events/Event.h>
@@ -6,24 +7,28 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
 #include "buffers/BufferTestSupport.h"
 
 using namespace Korvane;
-using KorvaneTest::CountedImage;
-using KorvaneTest::makeImage;
-using KorvaneTest::serialOf;
-using KorvaneTest::setSwitch;
-using KorvaneTest::textOf;
+using namespace KorvaneTest;
 
 namespace {
 
-using StringFifo = FifoTemplate<std::string>;
-using StringRing = RingTemplate<std::string>;
+template <class Expected>
+bool isA(const BufferRefPtr& buffer) {
+    return dynamic_cast<Expected*>(buffer.rawPtr()) != nullptr;
+}
 
-const char* const policies[] = {"Single-threaded", "Multi-threaded"};
+// The manager is one per process: each of its cases starts with no instance left.
+BufferManager* freshManager() {
+    BufferManager* manager = BufferManager::get();
+    for (const std::string& name : manager->instanceList()) manager->releaseInstance(name.c_str());
+    return manager;
+}
 
 template <class B>
 class BufferTemplateTest : public ::testing::Test {};
@@ -34,35 +39,31 @@ TYPED_TEST_SUITE(BufferTemplateTest, StringBuffers);
 
 TYPED_TEST(BufferTemplateTest, DeclaresTheSwitchProperties) {
     const bool ring = std::is_same_v<TypeParam, StringRing>;
-    struct Expected {
-        const char* name;
-        const char* off;  // the items of index 0 and 1
-        const char* on;
-        const char* initial;
-        const char* description;
-    };
-    const Expected switches[] = {
-        {"PushBlock", "Off", "On", ring ? "Off" : "On",
+    // Name, initial item and description; the items are always {"Off", "On"} but for
+    // ThreadingPolicy.
+    const std::tuple<const char*, const char*, const char*> switches[] = {
+        {"PushBlock", ring ? "Off" : "On",
          "Determines whether pushing into a full buffer will wait until a free slot becomes "
          "available."},
-        {"PopBlock", "Off", "On", "On",
+        {"PopBlock", "On",
          "Determines whether popping from an empty buffer will wait until an item is "
          "available."},
-        {"ThreadingPolicy", "Single-threaded", "Multi-threaded", "Multi-threaded",
-         "Determines whether thread-safe methods are used."},
+        {"ThreadingPolicy", "Multi-threaded", "Determines whether thread-safe methods are used."},
     };
     TypeParam buffer(1);
-    for (const Expected& expected : switches) {
-        SCOPED_TRACE(expected.name);
+    for (const auto& [name, initial, description] : switches) {
+        SCOPED_TRACE(name);
         PropertyInfo info;
-        ASSERT_TRUE(buffer.propertyInfo(expected.name, &info));
+        ASSERT_TRUE(buffer.propertyInfo(name, &info));
         EXPECT_EQ(info.type, enum_property);
         EXPECT_EQ(info.access, read_write_access);
         EXPECT_EQ(info.category, 0);
-        EXPECT_EQ(info.description, expected.description);
-        EXPECT_EQ(buffer.propertyEnumList(expected.name),
-                  (std::vector<std::string>{expected.off, expected.on}));
-        EXPECT_EQ(textOf(buffer, expected.name), expected.initial);
+        EXPECT_EQ(info.description, description);
+        EXPECT_EQ(buffer.propertyEnumList(name),
+                  std::string(name) == "ThreadingPolicy"
+                      ? (std::vector<std::string>{"Single-threaded", "Multi-threaded"})
+                      : (std::vector<std::string>{"Off", "On"}));
+        EXPECT_EQ(textOf(buffer, name), initial);
     }
     EXPECT_FALSE(buffer.setProperty("ElementType", "Image"));
     EXPECT_EQ(textOf(buffer, "ElementType"), "string");
@@ -112,23 +113,17 @@ TYPED_TEST(BufferTemplateTest, EveryAbortFailsEveryOperationAndKeepsTheContentsU
     }
 }
 
-TYPED_TEST(BufferTemplateTest, WritingMaxSizeDoesNotResize) {
-    TypeParam buffer(1);
-    setSwitch(buffer, "PushBlock", "Off");
-    ASSERT_TRUE(buffer.setProperty("MaxSize", 5u));
-    ASSERT_TRUE(buffer.endPropertyChange());
-    EXPECT_EQ(buffer.maxSize(), 1);
-    buffer.push("a");
-    buffer.push("b");
-    EXPECT_EQ(buffer.size(), 1);
-}
-
-TYPED_TEST(BufferTemplateTest, CreateCopyStartsEmptyWithTheInitialSwitches) {
-    // The initial switches and the size asked for, as the manager makes buffers from
-    // its prototypes of size 0.
+TYPED_TEST(BufferTemplateTest, MaxSizeIsFixedAndCopiesStartEmptyWithTheInitialSwitches) {
     TypeParam source(1);
     setSwitch(source, "ThreadingPolicy", "Single-threaded");
+    setSwitch(source, "PushBlock", "Off");
+    ASSERT_TRUE(source.setProperty("MaxSize", 5u));
+    ASSERT_TRUE(source.endPropertyChange());
     source.push("a");
+    source.push("b");
+    EXPECT_EQ(source.maxSize(), 1);
+    EXPECT_EQ(source.size(), 1);
+    // The manager makes its buffers from prototypes of size 0.
     std::unique_ptr<Buffer> made(source.createCopy(3));
     auto* copy = dynamic_cast<TypeParam*>(made.get());
     ASSERT_NE(copy, nullptr);
@@ -170,7 +165,7 @@ TEST(FifoTemplate, FullFifoWithoutPushBlockRefusesFurtherItems) {
     }
 }
 
-TEST(RingTemplate, FullRingOverwritesTheOldestWhateverTheSwitches) {
+TEST(RingTemplate, FullRingOverwritesTheOldestWhateverTheSwitchesAndSizeZeroStoresNothing) {
     for (const char* policy : policies) {
         for (const char* block : {"Off", "On"}) {
             SCOPED_TRACE(std::string(policy) + ", PushBlock " + block);
@@ -186,15 +181,12 @@ TEST(RingTemplate, FullRingOverwritesTheOldestWhateverTheSwitches) {
             EXPECT_EQ(item, "c");
         }
     }
-}
-
-TEST(RingTemplate, CapacityZeroStoresNothing) {
-    StringRing ring(0);
-    EXPECT_TRUE(ring.push("a"));
-    EXPECT_EQ(ring.size(), 0);
-    setSwitch(ring, "PopBlock", "Off");
+    StringRing none(0);  // stores nothing
+    setSwitch(none, "PopBlock", "Off");
+    EXPECT_TRUE(none.push("a"));
+    EXPECT_EQ(none.size(), 0);
     std::string item;
-    EXPECT_FALSE(ring.pop(item));
+    EXPECT_FALSE(none.pop(item));
 }
 
 TEST(BufferTemplate, HandlesLiveWhileHeldAndAreReleasedWhenTheyLeave) {
@@ -216,4 +208,88 @@ TEST(BufferTemplate, HandlesLiveWhileHeldAndAreReleasedWhenTheyLeave) {
         EXPECT_EQ(CountedImage::live - before, 1);
     }
     EXPECT_EQ(CountedImage::live - before, 0);
+}
+
+TEST(BufferManager, CreateCopiesEachOfTheEightRegisteredTypesOrAGivenPrototype) {
+    struct Case {
+        const char* type;
+        bool (*discipline)(const BufferRefPtr&);
+        const char* elementType;
+    };
+    const Case cases[] = {
+        {"EventFifo", isA<FifoTemplate<Event*>>, "Event"},
+        {"EventRing", isA<RingTemplate<Event*>>, "Event"},
+        {"ImageFifo", isA<FifoTemplate<ImgRefPtr>>, "Image"},
+        {"ImageRing", isA<RingTemplate<ImgRefPtr>>, "Image"},
+        {"ObjectFifo", isA<FifoTemplate<ObjectRefPtr>>, "Object"},
+        {"ObjectRing", isA<RingTemplate<ObjectRefPtr>>, "Object"},
+        {"StringFifo", isA<FifoTemplate<std::string>>, "string"},
+        {"StringRing", isA<RingTemplate<std::string>>, "string"},
+    };
+    BufferManager* manager = freshManager();
+    std::vector<std::string> types;
+    for (const Case& c : cases) types.push_back(c.type);
+    EXPECT_EQ(manager->typeList(), types);
+
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.type);
+        std::string name = std::string("my ") + c.type;
+        BufferRefPtr buffer = manager->create(c.type, 5, name, false);
+        ASSERT_TRUE(buffer.isValid());
+        EXPECT_TRUE(c.discipline(buffer));
+        EXPECT_EQ(name, std::string("my_") + c.type);
+        EXPECT_EQ(buffer->name(), name);
+        EXPECT_EQ(buffer->type(), c.type);
+        EXPECT_EQ(buffer->maxSize(), 5);
+        EXPECT_EQ(textOf(*buffer, "ElementType"), c.elementType);
+        EXPECT_EQ(manager->instance(name.c_str()), buffer);
+
+        std::string copyName = name + "Copy";
+        BufferRefPtr copy = manager->create(buffer, 3, copyName, false);
+        ASSERT_TRUE(copy.isValid());
+        EXPECT_TRUE(c.discipline(copy));
+        EXPECT_EQ(copy->type(), c.type);
+        EXPECT_EQ(copy->maxSize(), 3);
+    }
+}
+
+TEST(BufferManager, RefusedCreateAnswersEmptyAndClearsTheName) {
+    BufferManager* manager = freshManager();
+    std::string taken = "taken";
+    ASSERT_TRUE(manager->create("ImageFifo", 2, taken, false).isValid());
+    for (const char* type : {"NoSuchFifo", static_cast<const char*>(nullptr), "ImageFifo"}) {
+        SCOPED_TRACE(type ? type : "(null)");
+        std::string name = "taken";
+        EXPECT_TRUE(manager->create(type, 5, name, false).isNull());
+        EXPECT_EQ(name, "");
+    }
+    std::string name = "taken";
+    EXPECT_TRUE(manager->create(BufferRefPtr(), 4, name, true).isNull());
+    EXPECT_EQ(name, "");
+    EXPECT_EQ(manager->instanceList(), std::vector<std::string>{"taken"});
+
+    name = "taken";
+    EXPECT_TRUE(manager->create("ImageFifo", 2, name, true).isValid());
+    EXPECT_NE(name, "taken");
+}
+
+TEST(BufferManager, FlushAllEmptiesEveryBufferAndEndsEveryAbort) {
+    BufferManager* manager = freshManager();
+    std::string fifoName = "fifo";
+    std::string ringName = "ring";
+    BufferRefPtr fifoBuffer = manager->create("StringFifo", 4, fifoName, false);
+    BufferRefPtr ringBuffer = manager->create("StringRing", 4, ringName, false);
+    auto& fifo = dynamic_cast<FifoTemplate<std::string>&>(*fifoBuffer);
+    auto& ring = dynamic_cast<RingTemplate<std::string>&>(*ringBuffer);
+    fifo.push("a");
+    ring.push("b");
+    fifo.notifyAndAbort();
+    ring.notifySink();
+
+    manager->flushAll();
+
+    EXPECT_EQ(fifo.size(), 0);
+    EXPECT_EQ(ring.size(), 0);
+    EXPECT_TRUE(fifo.push("c"));
+    EXPECT_TRUE(ring.push("d"));
 }

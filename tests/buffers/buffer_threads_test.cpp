@@ -1,5 +1,4 @@
-// Buffers between threads: blocking hand-over, release by abort and flush, locking by
-// policy, and stress. Every wait is bounded; buffers live in shared_ptrs so that a
+// Buffers between threads. Every wait is bounded; buffers live in shared_ptrs so that a
 // thread left behind by a failed test still finds its buffer.
 
 #include <gtest/gtest.h>
@@ -22,18 +21,11 @@
 #include "support/Detached.h"
 
 using namespace Korvane;
-using KorvaneTest::CountedImage;
-using KorvaneTest::eventually;
-using KorvaneTest::makeImage;
-using KorvaneTest::serialOf;
-using KorvaneTest::setSwitch;
-using KorvaneTest::startDetached;
+using namespace KorvaneTest;
 
 namespace {
 
 using namespace std::chrono_literals;
-using StringFifo = FifoTemplate<std::string>;
-using StringRing = RingTemplate<std::string>;
 
 constexpr auto deadline = 10s;
 constexpr auto stressDeadline = 90s;
@@ -46,14 +38,8 @@ constexpr std::size_t stressItems = 100'000;
 constexpr std::size_t stressItems = 1'000'000;
 #endif
 
-const char* const policies[] = {"Single-threaded", "Multi-threaded"};
-
 bool ready(std::future<void>& done, std::chrono::milliseconds limit = deadline) {
     return done.wait_for(limit) == std::future_status::ready;
-}
-
-bool stillRunning(std::future<void>& done) {
-    return done.wait_for(stillBlocked) == std::future_status::timeout;
 }
 
 // Exposes the buffer's lock, to show which policy takes it.
@@ -74,11 +60,11 @@ std::optional<int> blockedUntil(std::function<bool()> operation,
             if (operation()) succeeded->fetch_add(1);
         }));
     }
-    for (auto& done : waiters) EXPECT_TRUE(stillRunning(done)) << "did not wait";
+    for (auto& done : waiters)
+        EXPECT_EQ(done.wait_for(stillBlocked), std::future_status::timeout) << "did not wait";
     release();
-    for (auto& done : waiters) {
+    for (auto& done : waiters)
         if (!ready(done)) return std::nullopt;
-    }
     return succeeded->load();
 }
 
@@ -189,14 +175,13 @@ TEST_P(FifoTraffic, ProducersAndConsumersLoseDuplicateAndReorderNothing) {
     std::vector<std::future<void>> producers;
     for (int c = 0; c < traffic.consumers; ++c) {
         consumers.push_back(startDetached([fifo, seen, arrived, stop, c] {
-            std::string item;
-            while (!stop->load()) {
+            for (std::string item; !stop->load();) {
                 if (!fifo->pop(item)) {
                     std::this_thread::yield();
-                    continue;
+                } else {
+                    (*seen)[c].push_back(std::stoul(item));
+                    arrived->fetch_add(1);
                 }
-                (*seen)[c].push_back(std::stoul(item));
-                arrived->fetch_add(1);
             }
         }));
     }

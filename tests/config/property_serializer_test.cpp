@@ -11,27 +11,12 @@
 #include "support/SerializedTable.h"
 
 using namespace Korvane;
+using namespace KorvaneTest;
 
 namespace {
 
-using KorvaneTest::bytes;
-using KorvaneTest::readInto;
-using KorvaneTest::Table;
-using KorvaneTest::written;
 using Names = std::vector<std::string>;
-
-double doubleOf(const Table& table, const std::string& name) {
-    double value = 0;
-    EXPECT_TRUE(table.getProperty(name, &value)) << name;
-    return value;
-}
-
-std::string textOf(const Table& table, const std::string& name) {
-    std::string value;
-    EXPECT_TRUE(table.getProperty(name, &value)) << name;
-    return value;
-}
-
+constexpr double kInf = std::numeric_limits<double>::infinity();
 const char kHeader[] = "# Korvane Properties\n# \n";
 const char kPolicyText[] = "Determines whether thread-safe methods are used.";
 
@@ -47,10 +32,8 @@ TEST(PropertySerializer, EmptyAndNullTables) {
     StringSerializer line;
     std::istringstream in("A = 1\n");
     std::ostringstream out;
-    EXPECT_FALSE(config.read(nullptr, in));
-    EXPECT_FALSE(config.write(nullptr, out));
-    EXPECT_FALSE(line.read(nullptr, in));
-    EXPECT_FALSE(line.write(nullptr, out));
+    EXPECT_FALSE(config.read(nullptr, in) || config.write(nullptr, out));
+    EXPECT_FALSE(line.read(nullptr, in) || line.write(nullptr, out));
 }
 
 TEST(ConfigSerializer, WritesEachClassInNameOrder) {
@@ -77,7 +60,7 @@ TEST(ConfigSerializer, WritesEachClassInNameOrder) {
     EXPECT_EQ(copy.propertyNameList(), table.propertyNameList());
     EXPECT_EQ(copy.propertyDescription("Flag"), "On or off");
     EXPECT_EQ(copy.propertyDescription("ThreadingPolicy"), kPolicyText);
-    EXPECT_EQ(doubleOf(copy, "ThreadingPolicy"), 1.0);
+    EXPECT_EQ(valueOf<double>(copy, "ThreadingPolicy"), 1.0);
 }
 
 TEST(ConfigSerializer, NumberReplacesWholeRecordByDouble) {
@@ -85,11 +68,8 @@ TEST(ConfigSerializer, NumberReplacesWholeRecordByDouble) {
     table.addProperty("Gain", 5, int32_property, read_access, 4, "old");
     table.addProperty("Mode", 0LL, {"A", "B"}, enum_property, read_write_access);
     readInto<ConfigSerializer>(&table, "Gain = 2\nMode = 1\nB\n");
-    EXPECT_EQ(table.propertyType("Gain"), double_property);
-    EXPECT_EQ(doubleOf(table, "Gain"), 2.0);
-    EXPECT_EQ(table.propertyCategory("Gain"), 0);
-    EXPECT_EQ(table.propertyAccess("Gain"), read_write_access);
-    EXPECT_EQ(table.propertyDescription("Gain"), "");
+    EXPECT_EQ(record(table, "Gain"), record(double_property, read_write_access, 0, ""));
+    EXPECT_EQ(valueOf<double>(table, "Gain"), 2.0);
     EXPECT_EQ(table.propertyType("Mode"), double_property);
     EXPECT_TRUE(table.propertyEnumList("Mode").empty());
 }
@@ -102,22 +82,22 @@ TEST(ConfigSerializer, TypesEachValueFromItsText) {
                                "Inf = INFINITY\nNeg = -inf\nNan = nan\n"
                                "Huge = 99999999999999999999999\n"
                                " \tKey Name\t = \t value = text \r\n");
-    for (const char* name : {"A", "B", "C", "D"})
-        EXPECT_EQ(table.propertyType(name), bool_property);
-    bool flag = false;
-    EXPECT_TRUE(table.getProperty("A", &flag) && flag);
-    EXPECT_TRUE(table.getProperty("B", &flag) && flag);
-    EXPECT_TRUE(table.getProperty("C", &flag) && !flag);
-    EXPECT_TRUE(table.getProperty("D", &flag) && !flag);
+    const std::pair<const char*, bool> flags[] = {
+        {"A", true}, {"B", true}, {"C", false}, {"D", false}};
+    for (const auto& [name, flag] : flags) {
+        EXPECT_EQ(table.propertyType(name), bool_property) << name;
+        EXPECT_EQ(valueOf<bool>(table, name), flag) << name;
+    }
     // Booleans are matched case-sensitively; what is no number stays text.
     const std::pair<const char*, const char*> texts[] = {
         {"E", "No"},   {"F", "TRUE"},   {"Path", "C:\\data"},
         {"Empty", ""}, {"Hex", "0x10"}, {"Key Name", "value = text"}};
-    for (const auto& [name, text] : texts) EXPECT_EQ(textOf(table, name), text) << name;
-    EXPECT_EQ(doubleOf(table, "Inf"), std::numeric_limits<double>::infinity());
-    EXPECT_EQ(doubleOf(table, "Neg"), -std::numeric_limits<double>::infinity());
-    EXPECT_TRUE(std::isnan(doubleOf(table, "Nan")));
-    EXPECT_EQ(doubleOf(table, "Huge"), 1e23);
+    for (const auto& [name, text] : texts)
+        EXPECT_EQ(valueOf<std::string>(table, name), text) << name;
+    EXPECT_EQ(valueOf<double>(table, "Inf"), kInf);
+    EXPECT_EQ(valueOf<double>(table, "Neg"), -kInf);
+    EXPECT_TRUE(std::isnan(valueOf<double>(table, "Nan")));
+    EXPECT_EQ(valueOf<double>(table, "Huge"), 1e23);
 }
 
 TEST(ConfigSerializer, DescriptionIsTheLastSemicolonLineSeen) {
@@ -135,10 +115,10 @@ TEST(ConfigSerializer, MalformedLinesAndSectionsAreReadWithoutFailing) {
                                            "[Section]\n[Inside = 1]\n;\n=\n= 5\n==\n"
                                            "Overflow = 1e999999\nTiny = 1e-999999\n"
                                            "[Unclosed\nTruncated = 7");
-    EXPECT_EQ(textOf(table, bytes("Bin\0ary")), bytes("\xff\x00\xfe"));
-    EXPECT_EQ(textOf(table, "Overflow"), "1e999999");
+    EXPECT_EQ(valueOf<std::string>(table, bytes("Bin\0ary")), bytes("\xff\x00\xfe"));
+    EXPECT_EQ(valueOf<std::string>(table, "Overflow"), "1e999999");
     EXPECT_EQ(table.propertyType("Tiny"), double_property);
-    EXPECT_EQ(doubleOf(table, "Truncated"), 7.0);
+    EXPECT_EQ(valueOf<double>(table, "Truncated"), 7.0);
     EXPECT_EQ(table.propertyDescription("Truncated"), "");
     EXPECT_EQ(table.propertyCount(), 4);
 }
@@ -159,30 +139,26 @@ TEST(StringSerializer, WritesOneLineOfBracketedRecords) {
 }
 
 TEST(StringSerializer, RoundTripReproducesEveryRecord) {
-    const int userCategory = static_cast<int>(CategoryManager::USER_CATEGORY);
+    using Limits = std::numeric_limits<long long>;
+    using ULimits = std::numeric_limits<unsigned long long>;
     Table source;
     source.addProperty("B", true, bool_property, read_write_access, 5, "bool");
     source.addProperty("D", -0.25, double_property, write_access, 6, "double");
     source.addProperty("E", 2LL, {"Zero", "One", "Two"}, enum_property, read_access, 7, "enum");
-    source.addProperty("F", 1.5, float_property, read_write_access, userCategory, "float");
+    source.addProperty("F", 1.5, float_property, read_write_access,
+                       static_cast<int>(CategoryManager::USER_CATEGORY), "float");
     source.addProperty("I8", static_cast<signed char>(-128), int8_property, not_set, 4, "");
-    source.addProperty("I64", std::numeric_limits<long long>::min(), int64_property,
-                       read_write_access, 2, "int64");
+    source.addProperty("I64", Limits::min(), int64_property, read_write_access, 2, "int64");
     source.addProperty("S", "some text: with colon", string_property, read_write_access, 4, "s");
-    source.addProperty("U64", std::numeric_limits<unsigned long long>::max(), uint64_property,
-                       read_write_access, 4, "");
+    source.addProperty("U64", ULimits::max(), uint64_property, read_write_access, 4, "");
     const std::string line = written<StringSerializer>(source);
     Table copy;
     readInto<StringSerializer>(&copy, line);
     EXPECT_EQ(written<StringSerializer>(copy), line);
     // The line alone would not show a number read back as text: check typed values.
-    long long i64 = 0;
-    unsigned long long u64 = 0;
-    std::string text;
-    EXPECT_TRUE(copy.getPropertyForce("I64", &i64) && i64 == std::numeric_limits<long long>::min());
-    EXPECT_TRUE(copy.getPropertyForce("U64", &u64) &&
-                u64 == std::numeric_limits<unsigned long long>::max());
-    EXPECT_TRUE(copy.getPropertyForce("E", &text) && text == "Two");
+    EXPECT_EQ(valueOf<long long>(copy, "I64", true), Limits::min());
+    EXPECT_EQ(valueOf<unsigned long long>(copy, "U64", true), ULimits::max());
+    EXPECT_EQ(valueOf<std::string>(copy, "E", true), "Two");
     EXPECT_EQ(copy.propertyEnumList("E"), source.propertyEnumList("E"));
 }
 
@@ -191,32 +167,25 @@ TEST(StringSerializer, ReadReplacesExistingRecordEntirely) {
     table.addProperty("Gain", 1LL, {"A", "B"}, enum_property, read_write_access, 4, "old");
     readInto<StringSerializer>(&table,
                                "{[Gain;130;2.5;1;6;new;ignored:names][Mode;70;0;3;0;d;]}\n");
-    EXPECT_EQ(table.propertyType("Gain"), double_property);
-    EXPECT_EQ(doubleOf(table, "Gain"), 2.5);
-    EXPECT_EQ(table.propertyAccess("Gain"), read_access);
-    EXPECT_EQ(table.propertyCategory("Gain"), 6);
-    EXPECT_EQ(table.propertyDescription("Gain"), "new");
+    EXPECT_EQ(record(table, "Gain"), record(double_property, read_access, 6, "new"));
+    EXPECT_EQ(valueOf<double>(table, "Gain"), 2.5);
     EXPECT_TRUE(table.propertyEnumList("Gain").empty());
     EXPECT_EQ(table.propertyType("Mode"), enum_property);
     EXPECT_TRUE(table.propertyEnumList("Mode").empty()) << "no value names give an empty list";
 }
 
 TEST(StringSerializer, ReadsCompleteBracketPairsOfTheFirstLineOnly) {
-    const struct {
-        const char* line;
-        Names expected;
-    } cases[] = {
+    const std::pair<const char*, Names> cases[] = {
         {"{[A;36;1;3;0;a;][B;36;2;3;0;b;", {"A"}},        // incomplete pair ends reading
         {"{[A;36;1;3;0;a;][B;36;2;3;0;b;]", {"A", "B"}},  // closing brace not needed
         {"[A;36;1;3;0;a;]}\n", {}},                       // no opening brace
         {"", {}},
         {"{[A;36;1;3;0;a;]}\n{[B;36;1;3;0;b;]}\n", {"A"}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.line);
+    for (const auto& [line, expected] : cases) {
         Table table;
-        readInto<StringSerializer>(&table, c.line);
-        EXPECT_EQ(table.propertyNameList(), c.expected);
+        readInto<StringSerializer>(&table, line);
+        EXPECT_EQ(table.propertyNameList(), expected) << line;
     }
 }
 
@@ -231,10 +200,10 @@ TEST(StringSerializer, SkipsMalformedRecordsAndReadsOn) {
         "[;257;x;3;0;;][;;;;;;][;][]"
         "[After;257;;3;0;;]}");
     EXPECT_EQ(table.propertyNameList(), (Names{"After", "Before"}));
-    EXPECT_EQ(textOf(table, "After"), "");
+    EXPECT_EQ(valueOf<std::string>(table, "After"), "");
     Table binary;
     readInto<StringSerializer>(&binary, bytes("{[N\0\xff;257;\xff\x00\x01;3;0;\x7f;]}"));
-    EXPECT_EQ(textOf(binary, bytes("N\0\xff")), bytes("\xff\x00\x01"));
+    EXPECT_EQ(valueOf<std::string>(binary, bytes("N\0\xff")), bytes("\xff\x00\x01"));
     EXPECT_EQ(binary.propertyDescription(bytes("N\0\xff")), "\x7f");
 }
 

@@ -10,72 +10,60 @@
 #include <string>
 #include <vector>
 
+#include "support/SerializedTable.h"
 #include "support/TempDir.h"
 
 namespace {
 
-using Korvane::Registry;
-using Korvane::SysEnv;
+using namespace Korvane;
+using KorvaneTest::record;
 using Strings = std::vector<std::string>;
 
 // A registry with its constructor's defaults, untouched by library start-up.
 class FreshRegistry : public Registry {};
 
-std::string value(const Korvane::PropertyInterface& properties, const std::string& name) {
+std::string value(const PropertyInterface& properties, const std::string& name) {
     std::string text;
     EXPECT_TRUE(properties.getProperty(name, &text)) << name;
     return text;
 }
 
 // Every field of every record, to see that nothing changed.
-std::string dump(const Korvane::PropertyInterface& properties) {
-    Korvane::StringSerializer serializer;
+std::string dump(const PropertyInterface& properties) {
+    StringSerializer serializer;
     std::ostringstream stream;
     properties.serialize(&serializer, stream);
     return stream.str();
 }
 
 TEST(Registry, ConstructorCreatesTheElevenSettings) {
-    const struct {
-        const char* name;
-        const char* value;
-        Korvane::AccessType access;
-        const char* description;
-    } expected[] = {
-        {"KORVANE_PATH", "", Korvane::read_write_access,
-         "Defines the root directory where Korvane itself is installed."},
-        {"PLUGIN_PATH", "%KORVANE_PATH%\\plugins\\", Korvane::read_write_access,
-         "Defines the search path for  plugins."},
-        {"BIN_PATH", "%KORVANE_PATH%\\bin\\", Korvane::read_write_access,
-         "Defines the search path for the Korvane binaries."},
-        {"DATA_PATH", "%KORVANE_PATH%\\data\\", Korvane::read_write_access,
+    // The first six are writable paths, the rest the read-only build record.
+    const char* const expected[][3] = {
+        {"KORVANE_PATH", "", "Defines the root directory where Korvane itself is installed."},
+        {"PLUGIN_PATH", "%KORVANE_PATH%\\plugins\\", "Defines the search path for  plugins."},
+        {"BIN_PATH", "%KORVANE_PATH%\\bin\\", "Defines the search path for the Korvane binaries."},
+        {"DATA_PATH", "%KORVANE_PATH%\\data\\",
          "Defines the search path for the Korvane data files."},
-        {"LOG_PATH", "%KORVANE_PATH%", Korvane::read_write_access,
-         "Defines the path where Korvane log files are placed."},
-        {"CONFIG_PATH", "%KORVANE_PATH%", Korvane::read_write_access,
+        {"LOG_PATH", "%KORVANE_PATH%", "Defines the path where Korvane log files are placed."},
+        {"CONFIG_PATH", "%KORVANE_PATH%",
          "Defines the path where the Korvane configuration file was found (if any)."},
-        {"TOOLSET", "MSVC", Korvane::read_access,
+        {"TOOLSET", "MSVC",
          "Specifies the compiler toolset used to build this version of Korvane."},
-        {"TOOLSET_VERSION", "MSVC11", Korvane::read_access,
+        {"TOOLSET_VERSION", "MSVC11",
          "Specifies the compiler toolset version used to build this version of Korvane."},
-        {"CONFIGURATION", "Release", Korvane::read_access,
+        {"CONFIGURATION", "Release",
          "Specifies the build configuration used to build this version of Korvane."},
-        {"PLATFORM", "WIN32", Korvane::read_access,
+        {"PLATFORM", "WIN32",
          "Specifies the OS platform on which this version of Korvane is based."},
-        {"CPU", "x86", Korvane::read_access,
-         "Specifies the cpu type for which this version of Korvane is compiled."},
+        {"CPU", "x86", "Specifies the cpu type for which this version of Korvane is compiled."},
     };
     FreshRegistry registry;
     EXPECT_EQ(registry.propertyCount(), 11);
-    for (const auto& setting : expected) {
-        SCOPED_TRACE(setting.name);
-        Korvane::PropertyInfo info;
-        ASSERT_TRUE(registry.propertyInfo(setting.name, &info));
-        EXPECT_EQ(info.type, Korvane::string_property);
-        EXPECT_EQ(info.access, setting.access);
-        EXPECT_EQ(info.category, 7);
-        EXPECT_EQ(info.description, setting.description);
-        EXPECT_EQ(value(registry, setting.name), setting.value);
+    for (int i = 0; i < 11; ++i) {
+        const auto [name, text, description] = expected[i];
+        const AccessType access = i < 6 ? read_write_access : read_access;
+        EXPECT_EQ(record(registry, name), record(string_property, access, 7, description));
+        EXPECT_EQ(value(registry, name), text);
     }
     // Library start-up must not make the build record of the singleton writable.
     EXPECT_FALSE(Registry::get()->setProperty("TOOLSET", "GCC"));
@@ -95,7 +83,6 @@ TEST(Registry, ExpandPropertyAndSplitAndExpandProperty) {
     Strings items;
     registry.splitAndExpandProperty("DATA_PATH", &items, true);
     EXPECT_EQ(items, (Strings{"C:\\K\\data", "a", "b", "D:\\more"}));
-
     // Unknown names leave the output alone; a null output is allowed.
     for (const std::string& name : {std::string("NO_SUCH_PATH"), std::string(10000, 'N')}) {
         registry.expandProperty(name, &out, true);
@@ -107,22 +94,10 @@ TEST(Registry, ExpandPropertyAndSplitAndExpandProperty) {
     registry.splitAndExpandProperty("DATA_PATH", nullptr, true);
 }
 
-// Expansion always resolves through the singleton; these cases restore its paths.
-class RegistrySingleton : public ::testing::Test {
-protected:
-    void SetUp() override {
-        for (const char* name : kPaths) saved.push_back(value(*registry, name));
-    }
-    void TearDown() override {
-        for (std::size_t i = 0; i < saved.size(); ++i) registry->setProperty(kPaths[i], saved[i]);
-    }
-
-    static constexpr const char* kPaths[] = {"LOG_PATH", "CONFIG_PATH"};
+// Expansion always resolves through the singleton, so this case restores its paths.
+TEST(Registry, ReferenceCyclesEnd) {
     Registry* registry = Registry::get();
-    Strings saved;
-};
-
-TEST_F(RegistrySingleton, ReferenceCyclesEnd) {
+    const std::string log = value(*registry, "LOG_PATH"), config = value(*registry, "CONFIG_PATH");
     ASSERT_TRUE(registry->setProperty("LOG_PATH", "x%CONFIG_PATH%"));
     ASSERT_TRUE(registry->setProperty("CONFIG_PATH", "y%LOG_PATH%"));
     std::string out;
@@ -132,13 +107,20 @@ TEST_F(RegistrySingleton, ReferenceCyclesEnd) {
     ASSERT_TRUE(registry->setProperty("LOG_PATH", "%LOG_PATH%%LOG_PATH%"));
     registry->expandProperty("LOG_PATH", &out, true);
     EXPECT_EQ(out, "");
-    EXPECT_EQ(Korvane::expand("<%LOG_PATH%>", true, registry), "<>");
+    EXPECT_EQ(expand("<%LOG_PATH%>", true, registry), "<>");
+    registry->setProperty("LOG_PATH", log);
+    registry->setProperty("CONFIG_PATH", config);
 }
 
-class RegistryEnvironment : public ::testing::Test {
+constexpr const char* kName = "KORVANE_TEST_SYSENV";
+
+// Unsets every variable the cases set, before and after each.
+class Environment : public ::testing::Test {
 protected:
+    void SetUp() override { TearDown(); }
     void TearDown() override {
-        for (const char* name : {"KORVANE_TEST_SET", "KORVANE_PATH", "TOOLSET", "KORVANE_TEST_NUM"})
+        for (const char* name :
+             {kName, "KORVANE_TEST_SET", "KORVANE_PATH", "TOOLSET", "KORVANE_TEST_NUM"})
             ::unsetenv(name);
     }
     static void set(const char* name, const char* text) { ASSERT_EQ(::setenv(name, text, 1), 0); }
@@ -146,28 +128,22 @@ protected:
     FreshRegistry registry;
 };
 
-TEST_F(RegistryEnvironment, UnknownNameBecomesReadOnlySetting) {
+TEST_F(Environment, UnknownNameBecomesReadOnlySetting) {
     set("KORVANE_TEST_SET", "from env");
     const std::string unset(10000, 'V');
     registry.parseEnvironment({"KORVANE_TEST_SET", unset});
-    for (const std::string& name : {std::string("KORVANE_TEST_SET"), unset}) {
-        SCOPED_TRACE(name.substr(0, 20));
-        Korvane::PropertyInfo info;
-        ASSERT_TRUE(registry.propertyInfo(name, &info));
-        EXPECT_EQ(info.type, Korvane::string_property);
-        EXPECT_EQ(info.access, Korvane::read_access);
-        EXPECT_EQ(info.category, 7);
-        EXPECT_EQ(info.description, "System environment variable.");
-    }
+    for (const std::string& name : {std::string("KORVANE_TEST_SET"), unset})
+        EXPECT_EQ(record(registry, name),
+                  record(string_property, read_access, 7, "System environment variable."));
     EXPECT_EQ(value(registry, "KORVANE_TEST_SET"), "from env");
     EXPECT_EQ(value(registry, unset), "");
 }
 
-TEST_F(RegistryEnvironment, WritableTextSettingGetsValueAppendedOthersAreLeftAlone) {
+TEST_F(Environment, WritableTextSettingGetsValueAppendedOthersAreLeftAlone) {
     KorvaneTest::TempDir dir;
     std::ofstream(dir.file("num.cfg")) << "KORVANE_TEST_NUM = 5\n";
     registry.parseConfigFile(dir.file("num.cfg").c_str());
-    ASSERT_EQ(registry.propertyType("KORVANE_TEST_NUM"), Korvane::double_property);
+    ASSERT_EQ(registry.propertyType("KORVANE_TEST_NUM"), double_property);
     ASSERT_TRUE(registry.setProperty("KORVANE_PATH", "C:\\K"));
     set("KORVANE_PATH", "D:\\K");
     set("TOOLSET", "GCC");
@@ -176,12 +152,9 @@ TEST_F(RegistryEnvironment, WritableTextSettingGetsValueAppendedOthersAreLeftAlo
     EXPECT_EQ(value(registry, "KORVANE_PATH"), "C:\\K;D:\\K");
     EXPECT_EQ(value(registry, "TOOLSET"), "MSVC");
     double number = 0;
-    ASSERT_TRUE(registry.getProperty("KORVANE_TEST_NUM", &number));
-    EXPECT_EQ(number, 5.0);
+    EXPECT_TRUE(registry.getProperty("KORVANE_TEST_NUM", &number) && number == 5.0);
     EXPECT_EQ(registry.propertyCount(), 12);
-}
-
-TEST_F(RegistryEnvironment, NamesOutsideTheAlphabetAreSkipped) {
+    // Names outside the property alphabet are skipped.
     const std::string before = dump(registry);
     registry.parseEnvironment({"", "my var", "A=B", "cam:1", std::string("A\0B", 3)});
     registry.parseEnvironment({});
@@ -215,54 +188,36 @@ TEST(RegistryConfigFile, MissingOrUnwritableFilesChangeNothing) {
     FreshRegistry registry;
     const std::string before = dump(registry);
     const std::string missing = dir.file("missing.cfg");
+    const std::string unwritable = dir.file("no/such/dir/korvane.cfg");
     for (const char* path : {missing.c_str(), static_cast<const char*>(nullptr), ""})
         registry.parseConfigFile(path);
-    EXPECT_EQ(dump(registry), before);
-
-    const std::string unwritable = dir.file("no/such/dir/korvane.cfg");
     for (const char* path : {unwritable.c_str(), static_cast<const char*>(nullptr), ""})
         registry.saveToConfigFile(path);
+    EXPECT_EQ(dump(registry), before);
     EXPECT_FALSE(std::ifstream(unwritable).is_open());
 }
 
-constexpr const char* kName = "KORVANE_TEST_SYSENV";
-
-class SysEnvTest : public ::testing::Test {
-protected:
-    void SetUp() override { ::unsetenv(kName); }
-    void TearDown() override { ::unsetenv(kName); }
-};
-
-TEST_F(SysEnvTest, SetValueIsSeenByTheProcessAndUnsetIsEmpty) {
+TEST_F(Environment, SetValueIsSeenByTheProcessAndUnsetIsEmpty) {
     EXPECT_EQ(SysEnv::variable(kName), "");
     EXPECT_TRUE(SysEnv::path(kName).empty());
     ASSERT_TRUE(SysEnv::setVariable(kName, "a;;b;"));
-    EXPECT_EQ(SysEnv::variable(kName), "a;;b;");
     EXPECT_STREQ(::getenv(kName), "a;;b;");
     EXPECT_EQ(SysEnv::path(kName), (Strings{"a", "", "b"}));
-}
-
-TEST_F(SysEnvTest, LongNamesAndValuesAreKeptInFull) {
-    std::string value(10000, 'x');
-    value.back() = 'y';
-    ASSERT_TRUE(SysEnv::setVariable(kName, value));
-    ASSERT_TRUE(SysEnv::appendValue(kName, "tail"));
-    EXPECT_EQ(SysEnv::variable(kName), value + ";tail");
-    const std::string name(10000, 'K');
-    ASSERT_TRUE(SysEnv::setVariable(name, "v"));
-    EXPECT_EQ(SysEnv::variable(name), "v");
+    // Long names and values are kept in full.
+    const std::string name(10000, 'K'), long_value = std::string(9999, 'x') + "y";
+    ASSERT_TRUE(SysEnv::setVariable(name, long_value));
+    ASSERT_TRUE(SysEnv::appendValue(name, "tail"));
+    EXPECT_EQ(SysEnv::variable(name), long_value + ";tail");
     ::unsetenv(name.c_str());
 }
 
-TEST_F(SysEnvTest, AppendAndPrependAddTheSeparatorEvenToAnEmptyValue) {
+TEST_F(Environment, AppendAndPrependAddTheSeparatorEvenToAnEmptyValue) {
     ASSERT_TRUE(SysEnv::setVariable(kName, "old"));
-    ASSERT_TRUE(SysEnv::appendPath(kName, "/a"));
-    ASSERT_TRUE(SysEnv::appendValue(kName, "v"));
+    ASSERT_TRUE(SysEnv::appendPath(kName, "/a") && SysEnv::appendValue(kName, "v"));
     ASSERT_TRUE(SysEnv::prependPath(kName, "/p"));
     EXPECT_EQ(SysEnv::variable(kName), "/p;old;/a;v");
     ASSERT_TRUE(SysEnv::prependValue(kName, "w"));
     EXPECT_EQ(SysEnv::variable(kName), "w/p;old;/a;v");
-
     ::unsetenv(kName);
     ASSERT_TRUE(SysEnv::appendPath(kName, "/a"));
     EXPECT_EQ(SysEnv::variable(kName), ";/a");
@@ -271,14 +226,13 @@ TEST_F(SysEnvTest, AppendAndPrependAddTheSeparatorEvenToAnEmptyValue) {
     EXPECT_EQ(SysEnv::variable(kName), "/p;");
 }
 
-TEST_F(SysEnvTest, BadNamesAndValuesAreRefused) {
+TEST_F(Environment, BadNamesAndValuesAreRefused) {
     for (const std::string& name :
          {std::string(), std::string("A=B"), std::string("KORVANE\0X", 9)}) {
-        SCOPED_TRACE(name);
-        EXPECT_FALSE(SysEnv::setVariable(name, "v"));
-        EXPECT_FALSE(SysEnv::appendPath(name, "v"));
-        EXPECT_FALSE(SysEnv::prependValue(name, "v"));
-        EXPECT_EQ(SysEnv::variable(name), "");
+        EXPECT_FALSE(SysEnv::setVariable(name, "v") || SysEnv::appendPath(name, "v") ||
+                     SysEnv::prependValue(name, "v"))
+            << name;
+        EXPECT_EQ(SysEnv::variable(name), "") << name;
     }
     // getenv("KORVANE_TEST_SYSENV=X") would return "Y" from this entry.
     ASSERT_TRUE(SysEnv::setVariable(kName, "X=Y"));

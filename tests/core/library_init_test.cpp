@@ -32,13 +32,19 @@ std::string setting(const std::string& name) {
     return text;
 }
 
-std::map<std::string, std::string> expectedPaths(const std::string& root) {
-    return {{"KORVANE_PATH", root},
-            {"LOG_PATH", root},
-            {"BIN_PATH", root + "bin/"},
-            {"CONFIG_PATH", root + "bin/"},
-            {"PLUGIN_PATH", root + "plugins/"},
-            {"DATA_PATH", root + "data/"}};
+// The path settings, one "NAME=value" line each, as expected below root or as found.
+std::string pathReport(const std::string* root = nullptr) {
+    const std::map<std::string, std::string> below = {
+        {"KORVANE_PATH", ""},        {"LOG_PATH", ""},
+        {"BIN_PATH", "bin/"},        {"CONFIG_PATH", "bin/"},
+        {"PLUGIN_PATH", "plugins/"}, {"DATA_PATH", "data/"}};
+    std::string report;
+    for (const char* name : kPathSettings) {
+        std::string text;
+        if (!root) Registry::get()->getProperty(name, &text);
+        report += std::string(name) + "=" + (root ? *root + below.at(name) : text) + "\n";
+    }
+    return report;
 }
 
 // Child side of LibraryLoad.SetsPathsFromTheLoadedFile: reports the path settings that
@@ -47,11 +53,7 @@ std::map<std::string, std::string> expectedPaths(const std::string& root) {
     const char* report = std::getenv(kReportVariable);
     if (!report) return false;
     std::ofstream file(report);
-    for (const char* name : kPathSettings) {
-        std::string text;
-        Registry::get()->getProperty(name, &text);
-        file << name << '=' << text << '\n';
-    }
+    file << pathReport();
     file.close();
     std::exit(file ? 0 : 1);
 }();
@@ -69,39 +71,30 @@ TEST(LibraryRoot, TakesTheTextBeforeTheLastSeparatorOfEitherKind) {
         EXPECT_EQ(Korvane::libraryRootFromPath(path), root) << path;
 }
 
-TEST(LibraryIdentity, NameAndVersion) {
+TEST(LibraryInit, IdentityAndDeinitChangesNothingAndInitRecomputesThePaths) {
     int major = 0, minor = 0, patch = 0;
     korvLibraryVersion(&major, &minor, &patch);
     EXPECT_EQ((std::vector<int>{major, minor, patch}), (std::vector<int>{1, 4, 2}));
     korvLibraryVersion(nullptr, nullptr, nullptr);
     EXPECT_STREQ(korvLibraryName(), "KorvaneCore");
     EXPECT_EQ(korvLibraryName(), korvLibraryName());
-    const Korvane::Version zero;
-    EXPECT_EQ((std::vector<int>{zero.major, zero.minor, zero.patch}), (std::vector<int>{0, 0, 0}));
-}
-
-TEST(LibraryInit, DeinitChangesNothingAndInitRecomputesThePaths) {
     korvDeinitLibrary();
     EXPECT_EQ(setting("TOOLSET"), "MSVC");
     EXPECT_TRUE(Registry::get()->setProperty("BIN_PATH", "changed"));
     korvInitLibrary();
     const std::string root = Korvane::libraryRootFromPath(KORVANE_LIBRARY_FILE);
-    for (const auto& [name, path] : expectedPaths(root)) EXPECT_EQ(setting(name), path) << name;
+    EXPECT_EQ(pathReport(), pathReport(&root));
 }
 
-// Waits at most limit for the child; kills it when the time runs out.
-bool waitForChild(pid_t child, int* status, std::chrono::seconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (std::chrono::steady_clock::now() < end) {
-        if (::waitpid(child, status, WNOHANG) == child) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    ::kill(child, SIGKILL);
-    ::waitpid(child, status, 0);
-    return false;
-}
-
-std::vector<std::string> childEnvironment(const std::string& library, const std::string& report) {
+TEST(LibraryLoad, SetsPathsFromTheLoadedFile) {
+    KorvaneTest::TempDir dir;
+    const std::string bin = dir.path() + "/A/bin";
+    std::filesystem::create_directories(bin);
+    const std::string library = bin + "/libKorvaneCore.so";
+    std::filesystem::copy_file(KORVANE_LIBRARY_FILE, library);
+    const std::string report = dir.file("report.txt");
+    // This environment, with the copy preloaded so that it is the only one in the process.
+    // ASan insists on coming first in the load order unless told otherwise.
     std::string asanOptions = "verify_asan_link_order=0";
     std::vector<std::string> environment;
     for (char** entry = environ; *entry; ++entry) {
@@ -112,23 +105,9 @@ std::vector<std::string> childEnvironment(const std::string& library, const std:
             environment.push_back(text);
         }
     }
-    // The preloaded copy satisfies this binary's own dependency, so it is the only one in
-    // the process. ASan insists on coming first in the load order unless told otherwise.
-    environment.push_back("LD_PRELOAD=" + library);
-    environment.push_back("ASAN_OPTIONS=" + asanOptions);
-    environment.push_back(std::string(kReportVariable) + "=" + report);
-    return environment;
-}
-
-TEST(LibraryLoad, SetsPathsFromTheLoadedFile) {
-    KorvaneTest::TempDir dir;
-    const std::string bin = dir.path() + "/A/bin";
-    std::filesystem::create_directories(bin);
-    const std::string library = bin + "/libKorvaneCore.so";
-    std::filesystem::copy_file(KORVANE_LIBRARY_FILE, library);
-    const std::string report = dir.file("report.txt");
-
-    std::vector<std::string> environment = childEnvironment(library, report);
+    for (const std::string& variable : {"LD_PRELOAD=" + library, "ASAN_OPTIONS=" + asanOptions,
+                                        std::string(kReportVariable) + "=" + report})
+        environment.push_back(variable);
     std::vector<char*> envp;
     for (std::string& entry : environment) envp.push_back(entry.data());
     envp.push_back(nullptr);
@@ -136,23 +115,27 @@ TEST(LibraryLoad, SetsPathsFromTheLoadedFile) {
     char program[] = "/proc/self/exe";
     char filter[] = "--gtest_filter=-*";
     char* argv[] = {program, filter, nullptr};
-
     const pid_t child = ::fork();
     ASSERT_NE(child, -1);
     if (child == 0) {
         ::execve(program, argv, envp.data());
         ::_exit(127);
     }
+    // Waits at most a minute for the child, then kills it.
     int status = 0;
-    ASSERT_TRUE(waitForChild(child, &status, std::chrono::seconds(60))) << "child hung";
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (::waitpid(child, &status, WNOHANG) != child) {
+        if (std::chrono::steady_clock::now() > end) {
+            ::kill(child, SIGKILL);
+            ::waitpid(child, &status, 0);
+            FAIL() << "child hung";
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     ASSERT_TRUE(WIFEXITED(status)) << "child status " << status;
     ASSERT_EQ(WEXITSTATUS(status), 0);
-
-    std::string expected;
-    for (const char* name : kPathSettings) {
-        expected += std::string(name) + "=" + expectedPaths(bin + "/../")[name] + "\n";
-    }
-    EXPECT_EQ(KorvaneTest::readFile(report), expected);
+    const std::string root = bin + "/../";
+    EXPECT_EQ(KorvaneTest::readFile(report), pathReport(&root));
 }
 
 }  // namespace

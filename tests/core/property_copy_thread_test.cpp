@@ -45,12 +45,10 @@ TEST(PropertyCopyThreads, CopiesMadeAndDroppedOnManyThreadsKeepTheirDescriptions
             }
         }));
     }
-    for (auto& worker : workers) {
+    for (auto& worker : workers)
         ASSERT_EQ(worker.wait_for(kGenerousDeadline), std::future_status::ready);
-    }
     EXPECT_EQ(damaged->load(), 0);
     int gain = 0;
-    EXPECT_TRUE(prototype->getProperty("Gain", &gain));
-    EXPECT_EQ(gain, 1);
+    EXPECT_TRUE(prototype->getProperty("Gain", &gain) && gain == 1);
     EXPECT_EQ(prototype->propertyDescription("Gain"), gainText);
 }

@@ -19,16 +19,12 @@ struct Tracked {
     virtual ~Tracked() { g_destroyed.fetch_add(1); }
 };
 
-void countingDeleter(Tracked* object) {
-    ++g_deleterCalls;
-    delete object;
-}
-
 class RefPtrTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        g_deleterCalls = 0;
-        g_destroyed = 0;
+    void SetUp() override { g_deleterCalls = g_destroyed = 0; }
+    static void countingDeleter(Tracked* object) {
+        ++g_deleterCalls;
+        delete object;
     }
     static RefPtr<Tracked> make() { return RefPtr<Tracked>(new Tracked, countingDeleter); }
 };
@@ -48,34 +44,24 @@ TEST_F(RefPtrTest, EmptyHandlesHoldNoCountAndCallNothing) {
 }
 
 TEST_F(RefPtrTest, CopiesShareOneCountAndLastDropCallsDeleterOnce) {
-    auto* first = new RefPtr<Tracked>(make());
-    auto* a = new RefPtr<Tracked>(*first);
-    auto* b = new RefPtr<Tracked>(*first);
-    auto* c = new RefPtr<Tracked>(*a);
-    for (auto* h : {first, a, b, c}) EXPECT_EQ(h->referenceCount(), 4u);
-    delete a;
-    delete b;
-    delete c;
-    EXPECT_EQ(first->referenceCount(), 1u);
+    std::vector<RefPtr<Tracked>> handles{make()};
+    handles.reserve(4);
+    for (int i = 0; i < 3; ++i) handles.push_back(handles[i]);
+    for (const auto& h : handles) EXPECT_EQ(h.referenceCount(), 4u);
+    handles.resize(1);
+    EXPECT_EQ(handles[0].referenceCount(), 1u);
     EXPECT_EQ(g_deleterCalls, 0);
-    delete first;
-    EXPECT_EQ(g_deleterCalls, 1);
-    EXPECT_EQ(g_destroyed, 1);
+    handles.clear();
+    EXPECT_EQ(g_deleterCalls + g_destroyed, 2);
 }
 
-TEST_F(RefPtrTest, SelfAssignmentAndSameObjectAssignmentChangeNothing) {
-    RefPtr<Tracked> handle = make();
-    RefPtr<Tracked> copy(handle);
-    RefPtr<Tracked>& alias = handle;
-    handle = alias;
-    copy = handle;
-    EXPECT_EQ(handle.referenceCount(), 2u);
-    EXPECT_EQ(g_deleterCalls, 0);
-}
-
-TEST_F(RefPtrTest, AssignmentReleasesTheOldShare) {
+TEST_F(RefPtrTest, AssignmentReleasesTheOldShareAndSelfAssignmentNothing) {
     RefPtr<Tracked> a = make();
     RefPtr<Tracked> keep(a);
+    RefPtr<Tracked>& alias = a;
+    a = alias;
+    keep = a;
+    EXPECT_EQ(a.referenceCount(), 2u);
     RefPtr<Tracked> b = make();
     a = b;
     EXPECT_EQ(keep.referenceCount(), 1u);
@@ -94,8 +80,7 @@ TEST_F(RefPtrTest, ComparisonsOrderByObjectAddress) {
     RefPtr<Tracked> high(objects + 1, [](Tracked*) {});
     EXPECT_TRUE(low < high && low <= high && high > low && high >= low && low != high);
     EXPECT_TRUE(RefPtr<Tracked>() == RefPtr<Tracked>());
-    low = RefPtr<Tracked>();
-    high = RefPtr<Tracked>();
+    low = high = RefPtr<Tracked>();
     ::operator delete(objects);
 }
 
@@ -128,9 +113,8 @@ TEST_F(RefPtrTest, CopiesDroppedOnManyThreadsDestroyOnce) {
                 seed = RefPtr<Tracked>();
             }));
         }
-        for (auto& worker : workers) {
+        for (auto& worker : workers)
             ASSERT_EQ(worker.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
-        }
         EXPECT_EQ(g_destroyed, 0);
         seeds.clear();
         EXPECT_EQ(g_destroyed, 1);

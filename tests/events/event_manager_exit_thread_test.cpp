@@ -1,6 +1,5 @@
-// Destroying the event manager at process exit while a dispatcher is installed, its
-// dispatch stalled and events pending. The child is forked before this program touches
-// the event manager: a forked child has no loop thread of its parent.
+// Destroying the event manager at exit with a dispatcher installed, its dispatch stalled
+// and events pending, in a child forked before this program touches the event manager.
 #include <gtest/gtest.h>
 #include <korvane/events/EventGenerator.h>
 #include <korvane/events/EventManager.h>
@@ -19,7 +18,7 @@
 #include "support/RecordingDispatcher.h"
 
 using namespace Korvane;
-using KorvaneTest::CountedEvent;
+using namespace KorvaneTest;
 
 namespace {
 
@@ -27,25 +26,24 @@ constexpr int kPosted = 300;
 
 std::atomic<int> deletions{0};
 int reportFd = -1;
-std::shared_ptr<KorvaneTest::EventRecord> record;
+std::shared_ptr<EventRecord> record;
 
 // Registered before the event manager exists, so it runs after the manager's
 // destruction and reports what that left behind: "<deleted events> <dispatcher deleted>".
 void report() {
     const std::string text =
-        std::to_string(deletions.load()) + " " + (record->dispatcherDeleted() ? "1" : "0");
+        std::to_string(deletions.load()) + " " + (record->state().deleted ? "1" : "0");
     if (write(reportFd, text.data(), text.size()) < 0) std::_Exit(3);
     close(reportFd);
 }
 
 [[noreturn]] void runChild() {
-    record = std::make_shared<KorvaneTest::EventRecord>();
+    record = std::make_shared<EventRecord>();
     std::atexit(report);
     static EventGenerator sender;
-    // The first event stalls dispatch for a while, then lets go; the others are still
-    // queued when exit destroys the manager.
+    // The first event stalls dispatch for a while; the others are queued at exit.
     record->stallNextDispatch(std::chrono::milliseconds(200));
-    EventManager::get()->setEventDispatcher(new KorvaneTest::RecordingDispatcher(record));
+    EventManager::get()->setEventDispatcher(new RecordingDispatcher(record));
     for (int i = 0; i < kPosted; ++i) {
         EventManager::get()->postEvent(new CountedEvent("pending", &deletions), &sender);
         if (i == 0 && !record->waitUntilStalled()) std::_Exit(2);
@@ -67,7 +65,7 @@ TEST(EventManagerExit, DestructionWithDispatcherAndPendingEventsEndsCleanly) {
     }
     close(fds[1]);
     int status = 0;
-    if (!KorvaneTest::eventually([&] { return waitpid(child, &status, WNOHANG) == child; })) {
+    if (!eventually([&] { return waitpid(child, &status, WNOHANG) == child; })) {
         kill(child, SIGKILL);
         waitpid(child, &status, 0);
         ADD_FAILURE() << "the child did not exit within the deadline";

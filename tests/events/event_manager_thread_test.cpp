@@ -19,57 +19,39 @@
 #include "support/WidgetManager.h"
 
 using namespace Korvane;
-using KorvaneTest::CountedEvent;
-using KorvaneTest::EventRecord;
-using KorvaneTest::eventually;
-using KorvaneTest::RecordingDispatcher;
-using KorvaneTest::startDetached;
+using namespace KorvaneTest;
+using Strings = std::vector<std::string>;
 
 namespace {
 
 constexpr int kQueueSize = 1000;
 
-std::vector<std::string> messagesOf(const EventRecord& record) {
-    std::vector<std::string> messages;
+Strings messagesOf(const EventRecord& record) {
+    Strings messages;
     for (const auto& event : record.eventsOf<UserEvent>()) messages.push_back(event->message());
     return messages;
 }
 
 bool finished(std::future<void>& done) {
-    return done.wait_for(KorvaneTest::kGenerousDeadline) == std::future_status::ready;
+    return done.wait_for(kGenerousDeadline) == std::future_status::ready;
 }
 
-// A manager event as "<type> <type name>|<instance name>|<custom text>".
-std::string describe(Event::Type type, const std::string& typeName, const std::string& instanceName,
-                     const std::string& custom = "") {
-    return std::to_string(type) + " " + typeName + "|" + instanceName + "|" + custom;
-}
-
-// The recorded manager events from sender, described, leaving out TypeRegistered
-// unless asked for.
-std::vector<std::string> managerEvents(const EventRecord& record, const EventGenerator& sender,
-                                       bool withTypeRegistered = true) {
-    std::vector<std::string> described;
+// The manager events from sender as "<type> <type name>|<instance name>|<custom text>".
+Strings managerEvents(const EventRecord& record, const EventGenerator& sender,
+                      bool withTypeRegistered = true) {
+    Strings described;
     for (const auto& e : record.eventsOf<ManagerEvent>()) {
         if (e->senderId() != sender.makeSenderId()) continue;
-        if (withTypeRegistered || e->type() != Event::TypeRegistered)
-            described.push_back(describe(e->type(), e->typeName(), e->instanceName(), e->custom()));
+        if (!withTypeRegistered && e->type() == Event::TypeRegistered) continue;
+        described.push_back(std::to_string(e->type()) + " " + e->typeName() + "|" +
+                            e->instanceName() + "|" + e->custom());
     }
     return described;
 }
 
-class Settings : public Object {
-public:
-    Settings() {
-        addProperty("Count", 0, int32_property, read_write_access);
-        addProperty("Size", 0u, uint32_property, read_write_access);
-        addProperty("Gain", 1.0, double_property, read_write_access);
-        addProperty("Label", std::string(), string_property, read_write_access);
-        addProperty("Mode", 0LL, std::vector<std::string>{"Off", "On"}, enum_property,
-                    read_write_access);
-        addProperty("Fixed", 3u, uint32_property, read_access);
-    }
-};
+std::string describe(Event::Type type, const std::string& typeName, const std::string& instance) {
+    return std::to_string(type) + " " + typeName + "|" + instance + "|";
+}
 
 // The manager is one per process: every case starts and ends without a dispatcher.
 class EventManagerTest : public ::testing::Test {
@@ -89,7 +71,6 @@ protected:
         ASSERT_EQ(manager->eventDispatcher(), dispatcher);
     }
 
-    // Posts a marker and waits until expectedTotal events have arrived with it.
     void postMarkerAndWait(std::size_t expectedTotal) {
         manager->postEvent(new UserEvent("marker"), &sender);
         ASSERT_TRUE(record->waitForEvents(expectedTotal));
@@ -101,9 +82,8 @@ protected:
         record->stallNextDispatch();
         manager->postEvent(new CountedEvent("stalls", &deletions), &sender);
         EXPECT_TRUE(record->waitUntilStalled());
-        for (int i = 0; i < kQueueSize; ++i) {
+        for (int i = 0; i < kQueueSize; ++i)
             manager->postEvent(new CountedEvent("queued", &deletions), &sender);
-        }
         std::future<void> overflow = startDetached(
             [this] { manager->postEvent(new CountedEvent("overflow", &deletions), &sender); });
         EXPECT_EQ(overflow.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
@@ -112,8 +92,7 @@ protected:
 
     EventManager* manager = EventManager::get();
     std::shared_ptr<EventRecord> record;
-    // Members rather than locals: a poster thread left blocked by a failed case still
-    // finds them until TearDown has removed the dispatcher.
+    // Members: a poster left blocked by a failed case still finds them until TearDown.
     EventGenerator sender;
     std::atomic<int> deletions{0};
 };
@@ -134,7 +113,6 @@ TEST(EventGenerator, BlockEventsAnswersThePreviousStateAndCopiesHaveTheirOwnId) 
 TEST_F(EventManagerTest, RefusedPostsDeleteTheEventAndDeliverNothing) {
     manager->postEvent(new CountedEvent("before any dispatcher", &deletions), &sender);
     EXPECT_EQ(deletions, 1);
-
     install();
     manager->postEvent(nullptr, &sender);
     manager->postEvent(new CountedEvent("no sender", &deletions), nullptr);
@@ -142,10 +120,9 @@ TEST_F(EventManagerTest, RefusedPostsDeleteTheEventAndDeliverNothing) {
     blocked.blockEvents(true);
     manager->postEvent(new CountedEvent("blocked", &deletions), &blocked);
     EXPECT_EQ(deletions, 3);
-
     postMarkerAndWait(1);
-    EXPECT_EQ(messagesOf(*record), std::vector<std::string>{"marker"});
-    EXPECT_EQ(record->nullCount(), 0);
+    EXPECT_EQ(messagesOf(*record), Strings{"marker"});
+    EXPECT_EQ(record->state().nulls, 0);
 }
 
 TEST_F(EventManagerTest, PosterBlocksWhileAThousandEventsArePending) {
@@ -160,15 +137,14 @@ TEST_F(EventManagerTest, PosterBlocksWhileAThousandEventsArePending) {
 TEST_F(EventManagerTest, RemovalDeletesWhatIsQueuedAndWhatABlockedPosterAdds) {
     install();
     std::future<void> overflow = fillTheQueueBehindAStall();
-    // The removal waits for the stalled dispatch, so it runs on a thread of its own.
-    // Once the dispatcher is seen gone the loop has been told to stop: the stalled
-    // dispatch is its last.
+    // The removal waits for the stalled dispatch; once the dispatcher is seen gone, the
+    // loop has been told to stop and the stalled dispatch is its last.
     std::future<void> removed = startDetached([this] { manager->setEventDispatcher(nullptr); });
     ASSERT_TRUE(eventually([] { return !EventManager::hasEventDispatcher(); }));
     record->release();
     ASSERT_TRUE(finished(removed));
     ASSERT_TRUE(finished(overflow));
-    EXPECT_EQ(record->eventCount(), 1u);
+    EXPECT_EQ(record->state().events.size(), 1u);
     EXPECT_EQ(deletions, kQueueSize + 2);
 }
 
@@ -186,9 +162,9 @@ TEST_F(EventManagerTest, EventsArriveOnceInEachPostersOrderWithItsSenderIdAndAre
         posters.push_back(startDetached([started, senders, deleted, t] {
             started.wait();
             for (int i = 0; i < kPerThread; ++i) {
-                const std::string message = std::to_string(t) + ":" + std::to_string(i);
-                EventManager::get()->postEvent(new CountedEvent(message, deleted.get()),
-                                               &(*senders)[t]);
+                EventManager::get()->postEvent(
+                    new CountedEvent(std::to_string(t) + ":" + std::to_string(i), deleted.get()),
+                    &(*senders)[t]);
             }
         }));
     }
@@ -223,38 +199,38 @@ TEST_F(EventManagerTest, ReplacingTakesTwoCallsAndTheRemovalHandsTheIdleLoopANul
         ASSERT_TRUE(eventually([&] { return deletions == before + 1; }));
         EXPECT_TRUE(manager->setEventDispatcher(second));
         EXPECT_EQ(manager->eventDispatcher(), nullptr);
-        EXPECT_TRUE(record->dispatcherDeleted());
-        sawNull = record->nullCount() > 0;
+        EXPECT_TRUE(record->state().deleted);
+        sawNull = record->state().nulls > 0;
     }
     EXPECT_TRUE(sawNull);
-    EXPECT_FALSE(secondRecord->dispatcherDeleted());
+    EXPECT_FALSE(secondRecord->state().deleted);
 
     const auto first = record;
     record = secondRecord;
     EXPECT_TRUE(manager->setEventDispatcher(second));
     EXPECT_EQ(manager->eventDispatcher(), second);
     postMarkerAndWait(1);
-    EXPECT_EQ(first->eventCount(), 1u);  // only its "settle"
+    EXPECT_EQ(first->state().events.size(), 1u);  // only its "settle"
 }
 
 TEST_F(EventManagerTest, DestroyedGeneratorIsDisconnected) {
     EXPECT_FALSE(manager->disconnect(sender.makeSenderId()));  // no dispatcher
     install();
-    std::uint64_t id = 0;
-    {
-        EventGenerator generator;
-        id = generator.makeSenderId();
-    }
-    const auto ids = record->disconnects();
+    const std::uint64_t id = EventGenerator().makeSenderId();
+    const auto ids = record->state().disconnects;
     EXPECT_NE(std::find(ids.begin(), ids.end(), id), ids.end());
     EXPECT_TRUE(manager->disconnect(42));
 }
 
-// ---- events posted by the library itself ---------------------------------------------------
-
 TEST_F(EventManagerTest, EachPropertyWriteCarriesItsValueInTheFieldOfItsClass) {
     install();
-    Settings settings;
+    Object settings;
+    settings.addProperty("Count", 0, int32_property, read_write_access);
+    settings.addProperty("Size", 0u, uint32_property, read_write_access);
+    settings.addProperty("Gain", 1.0, double_property, read_write_access);
+    settings.addProperty("Label", std::string(), string_property, read_write_access);
+    settings.addProperty("Mode", 0LL, Strings{"Off", "On"}, enum_property, read_write_access);
+    settings.addProperty("Fixed", 3u, uint32_property, read_access);
     ASSERT_TRUE(settings.setProperty("Count", -5));
     ASSERT_TRUE(settings.setProperty("Size", 7u));
     ASSERT_TRUE(settings.setProperty("Gain", 2.5));
@@ -288,39 +264,35 @@ TEST_F(EventManagerTest, EachPropertyWriteCarriesItsValueInTheFieldOfItsClass) {
     EXPECT_EQ(events[4]->asString(), "On");
 }
 
-TEST_F(EventManagerTest, ManagerAnnouncesRegisteringUnregisteringAndReleasing) {
+TEST_F(EventManagerTest, ManagersAnnounceRegisteringCreatingAndReleasing) {
     install();
-    KorvaneTest::WidgetManager manager;
-    ASSERT_TRUE(manager.registerType("Cam", KorvaneTest::WidgetManager::makePrototype()));
-    EXPECT_FALSE(manager.registerType("Cam", KorvaneTest::WidgetManager::makePrototype()));
+    WidgetManager widgets;
+    ASSERT_TRUE(widgets.registerType("Cam", WidgetManager::makePrototype()));
+    EXPECT_FALSE(widgets.registerType("Cam", WidgetManager::makePrototype()));
     std::string name = "front";
-    ASSERT_TRUE(manager.create("Cam", name, false).isValid());
-    EXPECT_FALSE(manager.releaseInstance("unknown"));
-    ASSERT_TRUE(manager.releaseInstance("front"));
-    ASSERT_TRUE(manager.unregisterType("Cam"));
+    ASSERT_TRUE(widgets.create("Cam", name, false).isValid());
+    EXPECT_FALSE(widgets.releaseInstance("unknown"));
+    ASSERT_TRUE(widgets.releaseInstance("front"));
+    ASSERT_TRUE(widgets.unregisterType("Cam"));
 
-    ASSERT_TRUE(record->waitForEvents(3));
-    EXPECT_EQ(managerEvents(*record, manager),
-              (std::vector<std::string>{describe(Event::TypeRegistered, "Cam", ""),
-                                        describe(Event::InstanceReleased, "", "front"),
-                                        describe(Event::TypeUnregistered, "Cam", "")}));
-}
-
-TEST_F(EventManagerTest, ImageManagerAnnouncesEachCreatedImage) {
-    install();
     ImageManager* images = ImageManager::get();
     ASSERT_TRUE(images->createAnonymous("uint8", 4, 4, 1).isValid());
-    std::string name = "frame";
-    ASSERT_TRUE(images->create("uint16", 4, 4, name, true).isValid());
-    ASSERT_TRUE(images->releaseInstance(name.c_str()));
+    std::string frame = "frame";
+    ASSERT_TRUE(images->create("uint16", 4, 4, frame, true).isValid());
+    ASSERT_TRUE(images->releaseInstance(frame.c_str()));
 
-    // Built by this case, the manager may first have announced its own image types.
+    // Built by this case, the image manager may first have announced its own types.
     ASSERT_TRUE(eventually([&] {
         const auto arrived = record->eventsOf<ManagerEvent>();
-        return !arrived.empty() && arrived.back()->type() == Event::InstanceReleased;
+        return !arrived.empty() && arrived.back()->type() == Event::InstanceReleased &&
+               arrived.back()->senderId() == images->makeSenderId();
     }));
+    EXPECT_EQ(managerEvents(*record, widgets),
+              (Strings{describe(Event::TypeRegistered, "Cam", ""),
+                       describe(Event::InstanceReleased, "", "front"),
+                       describe(Event::TypeUnregistered, "Cam", "")}));
     EXPECT_EQ(managerEvents(*record, *images, false),
-              (std::vector<std::string>{describe(Event::InstanceCreated, "Image", ""),
-                                        describe(Event::InstanceCreated, "Image", ""),
-                                        describe(Event::InstanceReleased, "", name)}));
+              (Strings{describe(Event::InstanceCreated, "Image", ""),
+                       describe(Event::InstanceCreated, "Image", ""),
+                       describe(Event::InstanceReleased, "", frame)}));
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 using namespace Korvane;
 
@@ -34,12 +35,9 @@ public:
 
 }  // namespace
 
-TEST(Channel, QuantumIdPacksWidthSignAndKind) {
+TEST(Channel, EachSampleTypeHasItsFixedDescription) {
     EXPECT_EQ(Channel::makeQuantumId(16, false, true), 257u);
     EXPECT_EQ(Channel::makeQuantumId(32, true, false), 514u);
-}
-
-TEST(Channel, EachSampleTypeHasItsFixedDescription) {
     expectType<unsigned char>(129, true, false, 0, 255);
     expectType<unsigned short>(257, true, false, 0, 65535);
     expectType<unsigned int>(513, true, false, 0, 4294967295.0);
@@ -55,15 +53,15 @@ TEST(Channel, EachSampleTypeHasItsFixedDescription) {
 
 TEST(Channel, SetBitDepthNarrowsOnlyIntegerRanges) {
     ChannelTemplate<unsigned short> unsignedChannel(1, 1);
-    unsignedChannel.setBitDepth(12);
-    EXPECT_EQ(unsignedChannel.minValue(), 0.0);
-    EXPECT_EQ(unsignedChannel.maxValue(), 4095.0);
     ChannelTemplate<short> signedChannel(1, 1);
-    signedChannel.setBitDepth(12);
-    EXPECT_EQ(signedChannel.minValue(), -2048.0);
-    EXPECT_EQ(signedChannel.maxValue(), 2047.0);
     ChannelTemplate<float> floating(1, 1);
+    unsignedChannel.setBitDepth(12);
+    signedChannel.setBitDepth(12);
     floating.setBitDepth(16);
+    EXPECT_EQ(std::make_pair(unsignedChannel.minValue(), unsignedChannel.maxValue()),
+              std::make_pair(0.0, 4095.0));
+    EXPECT_EQ(std::make_pair(signedChannel.minValue(), signedChannel.maxValue()),
+              std::make_pair(-2048.0, 2047.0));
     EXPECT_EQ(floating.bitDepth(), 16u);
     EXPECT_EQ(floating.maxValue(), static_cast<double>(std::numeric_limits<float>::max()));
 }
@@ -72,8 +70,7 @@ TEST(Channel, LogicalSizeStaysWithinAllocation) {
     ChannelTemplate<unsigned short> channel(10, 10);
     ResizingImage::resize(channel, 20, 20);
     ResizingImage::resize(channel, 0x10000, 0x10000);  // wraps to 0 in 32 bits
-    EXPECT_EQ(channel.width(), 10u);
-    EXPECT_EQ(channel.height(), 10u);
+    EXPECT_EQ(std::make_pair(channel.width(), channel.height()), std::make_pair(10u, 10u));
     ResizingImage::resize(channel, 25, 2);
     EXPECT_EQ(channel.stride(), 50u);
     EXPECT_EQ(channel.sizeInBytes(), 100u);

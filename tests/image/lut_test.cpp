@@ -29,43 +29,31 @@ std::vector<RGBQUAD> lookUp(Lut& table, std::vector<S> samples) {
 
 }  // namespace
 
-TEST(Lut, GreyTablesMapToTheirRamps) {
+// Wide samples use their low bits, masked; byte samples past a short table take its last entry.
+TEST(Lut, SamplesOfEveryWidthMapThroughTheTable) {
     LutGrey8 grey8;
     EXPECT_EQ(lookUp<std::uint8_t>(grey8, {200}), std::vector<RGBQUAD>{grey(200)});
+    EXPECT_EQ(lookUp<std::uint32_t>(grey8, {0x12345678u}), std::vector<RGBQUAD>{grey(0x78)});
+    EXPECT_EQ(lookUp<std::uint64_t>(grey8, {0xFFFFFFFF00000005ull}), std::vector<RGBQUAD>{grey(5)});
     LutGrey10 grey10;
     EXPECT_EQ(lookUp<std::uint16_t>(grey10, {1023, 4, 1024}),
               (std::vector<RGBQUAD>{grey(255), grey(1), grey(0)}));
     LutGrey16 grey16;
     EXPECT_EQ(lookUp<std::uint16_t>(grey16, {0x1234}), std::vector<RGBQUAD>{grey(0x12)});
+    LutGrey shortTable(4);
+    EXPECT_EQ(lookUp<std::uint8_t>(shortTable, {2, 3, 4, 255}),
+              (std::vector<RGBQUAD>{grey(2), grey(3), grey(3), grey(3)}));
 }
 
-TEST(Lut, WideSamplesUseTheirLowBitsMasked) {
-    LutGrey8 table;
-    EXPECT_EQ(lookUp<std::uint32_t>(table, {0x12345678u}), std::vector<RGBQUAD>{grey(0x78)});
-    EXPECT_EQ(lookUp<std::uint64_t>(table, {0xFFFFFFFF00000005ull}), std::vector<RGBQUAD>{grey(5)});
-}
-
-TEST(Lut, UnsupportedSampleWidthWritesNothing) {
+TEST(Lut, UnsupportedSampleWidthWritesNothingAndEmptyTableRefuses) {
     LutGrey8 table;
     unsigned char samples[3] = {1, 2, 3};
     RGBQUAD colour = untouched;
     EXPECT_TRUE(table.applyLut(samples, 1, 3, &colour));
+    LutGrey empty(0);
+    EXPECT_EQ(empty.size(), 0u);
+    EXPECT_FALSE(empty.applyLut(samples, 1, 1, &colour));
     EXPECT_EQ(colour, untouched);
-}
-
-TEST(Lut, EmptyTableRefusesToApply) {
-    LutGrey table(0);
-    EXPECT_EQ(table.size(), 0u);
-    unsigned char sample = 9;
-    RGBQUAD colour = untouched;
-    EXPECT_FALSE(table.applyLut(&sample, 1, 1, &colour));
-    EXPECT_EQ(colour, untouched);
-}
-
-TEST(Lut, ByteSamplesOnShortTableTakeLastEntry) {
-    LutGrey table(4);
-    EXPECT_EQ(lookUp<std::uint8_t>(table, {2, 3, 4, 255}),
-              (std::vector<RGBQUAD>{grey(2), grey(3), grey(3), grey(3)}));
 }
 
 TEST(Lut, IndexBeyondTableReadsZeroAndIgnoresWrites) {

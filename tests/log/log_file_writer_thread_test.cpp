@@ -1,6 +1,6 @@
 // LogFileWriter: lines, rotation, open modes and failures, and threads sharing one
-// writer (each such thread holds the writer until its body ends, so one still running
-// after a failed deadline never touches a destroyed writer).
+// writer (each thread holds the writer until its body ends, so one still running after
+// a failed deadline never touches a destroyed writer).
 #include <gtest/gtest.h>
 #include <korvane/log/LogFileWriter.h>
 
@@ -13,6 +13,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/Deadline.h"
@@ -22,8 +23,7 @@
 
 using namespace Korvane;
 namespace fs = std::filesystem;
-using KorvaneTest::readFile;
-using KorvaneTest::TextItem;
+using namespace KorvaneTest;
 
 namespace {
 
@@ -63,7 +63,7 @@ std::string lineOf(char writer, int n) {
     return std::string(1, writer) + "-" + std::to_string(n) + std::string(200, '.');
 }
 
-// The numbers of each writer in file order; every line must be one whole line.
+// Each writer's numbers in file order; every line must be one whole line.
 std::map<char, std::vector<int>> parse(const std::string& file) {
     std::map<char, std::vector<int>> seen;
     std::ifstream reader(file);
@@ -75,7 +75,6 @@ std::map<char, std::vector<int>> parse(const std::string& file) {
     return seen;
 }
 
-// The numbers from first to linesPerThread - 1.
 std::vector<int> numbersFrom(int first) {
     std::vector<int> numbers;
     for (int n = first; n < linesPerThread; ++n) numbers.push_back(n);
@@ -86,7 +85,7 @@ class LogFileWriterTest : public ::testing::Test {
 protected:
     // A thread that waits for run(), then calls step for 0 to linesPerThread - 1.
     std::future<void> startThread(std::function<void(LogFileWriter&, int)> step) {
-        return KorvaneTest::startDetached([shared = shared, ready = ready, step]() mutable {
+        return startDetached([shared = shared, ready = ready, step]() mutable {
             ready.wait();
             for (int n = 0; n < linesPerThread; ++n) step(*shared, n);
             shared.reset();  // before the future is ready: the test owns the last handle
@@ -94,21 +93,17 @@ protected:
     }
 
     std::future<void> startWriting(char name) {
-        return startThread(
-            [name](LogFileWriter& w, int n) { w.write(KorvaneTest::TextItem(lineOf(name, n))); });
+        return startThread([name](LogFileWriter& w, int n) { w.write(TextItem(lineOf(name, n))); });
     }
 
-    // Starts the threads together and waits for them.
     template <class... Futures>
     void run(Futures... threads) {
         start.set_value();
-        for (auto* done : {&threads...}) {
-            ASSERT_EQ(done->wait_for(KorvaneTest::kGenerousDeadline * 3),
-                      std::future_status::ready);
-        }
+        for (auto* done : {&threads...})
+            ASSERT_EQ(done->wait_for(kGenerousDeadline * 3), std::future_status::ready);
     }
 
-    KorvaneTest::TempDir dir;
+    TempDir dir;
     const std::string log = dir.file("log.txt");
     LogFileWriter writer;
     std::shared_ptr<LogFileWriter> shared = std::make_shared<LogFileWriter>();
@@ -122,39 +117,29 @@ TEST_F(LogFileWriterTest, DeclaresItsPropertiesAndCopiesStartFromTheirInitialVal
     configure(writer, log, 16, "Trunc");
     const std::unique_ptr<LogWriter> copy(writer.createCopy());
     ASSERT_NE(dynamic_cast<LogFileWriter*>(copy.get()), nullptr);
-    struct Expected {
-        const char* name;
-        PropertyType type;
-        int category;
-        const char* initial;
-        const char* description;
-    };
-    const Expected properties[] = {
-        {"FileName", string_property, 4, "", "The output filename."},
-        {"MaxLines", int32_property, 0, nullptr, "Maximum number of lines in this log file."},
-        {"OpenMode", enum_property, 0, "Append",
+    const std::tuple<const char*, PropertyType, int, const char*> properties[] = {
+        {"FileName", string_property, 4, "The output filename."},
+        {"MaxLines", int32_property, 0, "Maximum number of lines in this log file."},
+        {"OpenMode", enum_property, 0,
          "Defines whether the log file is cleared (size = 0) at begin or that new data is "
          "appended at the end."},
     };
-    for (const Expected& expected : properties) {
-        SCOPED_TRACE(expected.name);
+    for (const auto& [name, type, category, description] : properties) {
         PropertyInfo info;
-        std::string text = "?";
-        ASSERT_TRUE(copy->propertyInfo(expected.name, &info));
-        EXPECT_EQ(info.type, expected.type);
-        EXPECT_EQ(info.access, read_write_access);
-        EXPECT_EQ(info.category, expected.category);
-        EXPECT_EQ(info.description, expected.description);
-        if (!expected.initial) continue;  // a number
-        EXPECT_TRUE(copy->getProperty(expected.name, &text));
-        EXPECT_EQ(text, expected.initial);
+        ASSERT_TRUE(copy->propertyInfo(name, &info)) << name;
+        EXPECT_EQ(info.type, type) << name;
+        EXPECT_EQ(info.access, read_write_access) << name;
+        EXPECT_EQ(info.category, category) << name;
+        EXPECT_EQ(info.description, description) << name;
     }
+    std::string fileName = "?", mode, component;
     int maxLines = 0;
+    EXPECT_TRUE(copy->getProperty("FileName", &fileName));
     EXPECT_TRUE(copy->getProperty("MaxLines", &maxLines));
-    EXPECT_EQ(maxLines, -1);
-    std::string component;
+    EXPECT_TRUE(copy->getProperty("OpenMode", &mode));
     EXPECT_TRUE(copy->getProperty("ComponentType", &component));
-    EXPECT_EQ(component, "LogWriter");
+    EXPECT_EQ(fileName + "|" + std::to_string(maxLines) + "|" + mode + "|" + component,
+              "|-1|Append|LogWriter");
     EXPECT_EQ(copy->propertyEnumList("OpenMode"), (std::vector<std::string>{"Trunc", "Append"}));
 }
 
@@ -171,27 +156,34 @@ TEST_F(LogFileWriterTest, NoLimitAtMinusOneOrZeroAndEachLineIsFlushed) {
     }
 }
 
-TEST_F(LogFileWriterTest, SeventeenthLineOfSixteenRotatesToTheNewestTwo) {
+TEST_F(LogFileWriterTest, RotationKeepsTheNewestEighthWhateverHoldsTheTemporaryName) {
+    fs::create_directory(dir.file("__temp__log.txt"));  // someone else's, in the way
     configure(writer, log, 16);
     writeNumbers(writer, 1, 16);
     EXPECT_EQ(readFile(log), numberLines(1, 16));
     writeNumbers(writer, 17, 17);
     EXPECT_EQ(readFile(log), numberLines(16, 17));
-    EXPECT_FALSE(fs::exists(dir.file("__temp__log.txt")));
-    // The count restarted at 2: fourteen more lines fill the file, the next rotates.
-    writeNumbers(writer, 18, 31);
+    writeNumbers(writer, 18, 31);  // the count restarted at 2
     EXPECT_EQ(readFile(log), numberLines(16, 31));
     writeNumbers(writer, 32, 32);
     EXPECT_EQ(readFile(log), numberLines(31, 32));
-}
+    EXPECT_TRUE(fs::is_directory(dir.file("__temp__log.txt")));
 
-TEST_F(LogFileWriterTest, EighthLineOfSevenEmptiesTheFile) {
-    configure(writer, log, 7);
+    fs::create_directory(dir.file("logs"));
+    const std::string nested = dir.file("logs/log.txt");
+    createFile(dir.file("logs/__temp__log.txt"), "left over from a crash\n");
+    configure(writer, nested, 16);
+    writeNumbers(writer, 1, 17);
+    EXPECT_EQ(readFile(nested), numberLines(16, 17));
+    EXPECT_FALSE(fs::exists(dir.file("logs/__temp__log.txt")));
+
+    const std::string seven = dir.file("seven.txt");  // an eighth of 7 lines is none
+    configure(writer, seven, 7);
     writeNumbers(writer, 1, 8);
-    EXPECT_TRUE(fs::exists(log));
-    EXPECT_EQ(readFile(log), "");
+    EXPECT_TRUE(fs::exists(seven));
+    EXPECT_EQ(readFile(seven), "");
     writeNumbers(writer, 9, 9);
-    EXPECT_EQ(readFile(log), "9\n");
+    EXPECT_EQ(readFile(seven), "9\n");
 }
 
 TEST_F(LogFileWriterTest, AppendCountsTheLinesAlreadyThere) {
@@ -225,8 +217,11 @@ TEST_F(LogFileWriterTest, TruncEmptiesTheFileOnlyOfAClosedWriter) {
     EXPECT_EQ(readFile(log), numberLines(9, 12));
 }
 
-TEST_F(LogFileWriterTest, NewFileNameTakesEffectAtActivationAndEmptyClosesTheFile) {
+TEST_F(LogFileWriterTest, FileNameTakesEffectAtActivationAndNothingIsWrittenWithoutAFile) {
     const std::string other = dir.file("other.txt");
+    writer.write(TextItem("before any activation"));
+    configure(writer, dir.file("missing/log.txt"), 2);
+    writeNumbers(writer, 1, 5);
     configure(writer, log, -1);
     writeNumbers(writer, 1, 1);
     ASSERT_TRUE(writer.setProperty("FileName", other));
@@ -237,32 +232,7 @@ TEST_F(LogFileWriterTest, NewFileNameTakesEffectAtActivationAndEmptyClosesTheFil
     writeNumbers(writer, 4, 4);
     EXPECT_EQ(readFile(log), "1\n2\n");
     EXPECT_EQ(readFile(other), "3\n");
-}
-
-TEST_F(LogFileWriterTest, WithoutAFileThatOpensNothingIsWritten) {
-    writer.write(TextItem("before any activation"));
-    configure(writer, "", 4);
-    writeNumbers(writer, 1, 10);
-    configure(writer, dir.file("missing/log.txt"), 2);
-    writeNumbers(writer, 1, 5);
-    EXPECT_TRUE(fs::is_empty(dir.path()));
-}
-
-TEST_F(LogFileWriterTest, RotationKeepsTheLinesWhateverHoldsTheTemporaryName) {
-    // A directory in the way is someone else's; a stale file is left from a crash.
-    fs::create_directory(dir.file("logs"));
-    const std::string nested = dir.file("logs/log.txt");
-    createFile(dir.file("logs/__temp__log.txt"), "left over from a crash\n");
-    fs::create_directory(dir.file("__temp__log.txt"));
-    configure(writer, nested, 16);
-    writeNumbers(writer, 1, 17);
-    EXPECT_EQ(readFile(nested), numberLines(16, 17));
-    EXPECT_FALSE(fs::exists(dir.file("logs/__temp__log.txt")));
-
-    configure(writer, log, 16);
-    writeNumbers(writer, 1, 32);
-    EXPECT_EQ(readFile(log), numberLines(31, 32));
-    EXPECT_TRUE(fs::is_directory(dir.file("__temp__log.txt")));
+    EXPECT_FALSE(fs::exists(dir.file("missing")));
 }
 
 TEST_F(LogFileWriterTest, ExceptionWhileWritingIsReportedOnStandardOutput) {

@@ -1,8 +1,18 @@
 #include <gtest/gtest.h>
 #include <korvane/log/Log.h>
+#include <korvane/log/LogItem.h>
 #include <korvane/log/LogManager.h>
+#include <korvane/log/LogString.h>
+#include <korvane/log/ProfileLogItem.h>
+#include <korvane/platform/DateTime.h>
 
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
 #include <future>
+#include <limits>
+#include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,9 +22,24 @@
 #include "support/RecordingWriter.h"
 
 using namespace Korvane;
-using KorvaneTest::RecordingWriter;
+using namespace KorvaneTest;
 
 namespace {
+
+constexpr long long someTime = 1700000000;  // 2023-11-14, a time every C library prints
+
+std::string printed(const LogItemInterface& item) {
+    std::string line = "previous contents";
+    item.print(line);
+    return line;
+}
+
+std::vector<std::string> fields(const std::string& line) {
+    std::vector<std::string> parts;
+    std::istringstream words(line);
+    for (std::string word; std::getline(words, word, ' ');) parts.push_back(word);
+    return parts;
+}
 
 class LogTest : public ::testing::Test {
 protected:
@@ -28,14 +53,12 @@ protected:
     // lines that arrived before it since the last call.
     std::vector<std::string> newLines() {
         log->write(LevelCritical, "marker");
-        const bool arrived = KorvaneTest::eventually([&] {
+        const bool arrived = eventually([&] {
             const auto lines = recorder->lines();
             return lines.size() > seen && lines.back().find("marker") != std::string::npos;
         });
-        if (!arrived) {
-            ADD_FAILURE() << "the marker did not arrive";
-            return {};
-        }
+        EXPECT_TRUE(arrived) << "the marker did not arrive";
+        if (!arrived) return {};
         auto lines = recorder->lines();
         std::vector<std::string> fresh(lines.begin() + seen, lines.end() - 1);
         seen = lines.size();
@@ -51,18 +74,14 @@ protected:
 
 }  // namespace
 
-TEST_F(LogTest, AdmitsNothingWithoutWritersAndPassesFormattedLinesToThem) {
-    log->write(LevelCritical, "lost");
+TEST_F(LogTest, WritersGetTheFormattedLinesOfTheLevelsTheThresholdAdmits) {
+    log->write(LevelCritical, "lost");  // no writer yet
     ASSERT_TRUE(log->addWriter("W", writer));
     log->write(LevelInfo, "Detected 3 devices.");
     const auto lines = newLines();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].rfind("INFORMATION: ", 0), 0u) << lines[0];
     EXPECT_NE(lines[0].find(": Detected 3 devices."), std::string::npos) << lines[0];
-}
-
-TEST_F(LogTest, ThresholdAdmitsItsLevelAndAbove) {
-    ASSERT_TRUE(log->addWriter("W", writer));
     // The initial "Info" first; "None" lets everything through, as "All" does.
     const std::pair<const char*, std::size_t> thresholds[] = {
         {nullptr, 4},   {"All", 6},   {"Debug", 6},    {"Profiler", 5},
@@ -75,21 +94,17 @@ TEST_F(LogTest, ThresholdAdmitsItsLevelAndAbove) {
             ASSERT_TRUE(log->endPropertyChange());
         }
         for (const LogLevel level :
-             {LevelDebug, LevelProfiler, LevelInfo, LevelWarning, LevelError, LevelCritical}) {
+             {LevelDebug, LevelProfiler, LevelInfo, LevelWarning, LevelError, LevelCritical})
             log->write(level, "m");
-        }
         EXPECT_EQ(newLines().size(), admitted);
     }
 }
 
 TEST_F(LogTest, WritersAreUniqueByNameAndCalledInNameOrder) {
     std::vector<std::string> journal;
-    auto* b = new RecordingWriter;
-    auto* a = new RecordingWriter;
-    LogWriterRefPtr bHandle(b, nullptr);
-    LogWriterRefPtr aHandle(a, nullptr);
-    b->journalTo(&journal, "b");
-    a->journalTo(&journal, "a");
+    auto* a = new RecordingWriter(&journal, "a");
+    auto* b = new RecordingWriter(&journal, "b");
+    LogWriterRefPtr aHandle(a, nullptr), bHandle(b, nullptr);
     ASSERT_TRUE(log->addWriter("b", bHandle));
     ASSERT_TRUE(log->addWriter("a", aHandle));
     EXPECT_FALSE(log->addWriter("a", writer));
@@ -107,17 +122,16 @@ TEST_F(LogTest, ItemsFromManyThreadsAllArrive) {
     ASSERT_TRUE(log->addWriter("W", writer));
     std::vector<std::future<void>> threads;
     for (int t = 0; t < 4; ++t) {
-        threads.push_back(KorvaneTest::startDetached([log = log] {
+        threads.push_back(startDetached([log = log] {
             for (int i = 0; i < 100; ++i) log->write(LevelInfo, "item");
         }));
     }
-    for (auto& done : threads) {
-        ASSERT_EQ(done.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
-    }
+    for (auto& done : threads)
+        ASSERT_EQ(done.wait_for(kGenerousDeadline), std::future_status::ready);
     EXPECT_TRUE(recorder->waitForLines(400));
 }
 
-TEST(LogManager, ReleasesEveryLogButSystemLog) {
+TEST(LogManager, ReleasesEveryLogButSystemLogAndRefusesTakenMissingAndNullNames) {
     LogManager* manager = LogManager::get();
     EXPECT_FALSE(manager->releaseInstance("SystemLog"));
     EXPECT_TRUE(manager->instance("SystemLog").isValid());
@@ -130,10 +144,7 @@ TEST(LogManager, ReleasesEveryLogButSystemLog) {
         EXPECT_TRUE(manager->create(type, name, true).isNull());
         EXPECT_EQ(name, "");
     }
-}
 
-TEST(LogManager, WriterRegistryRefusesTakenMissingAndNullNames) {
-    LogManager* manager = LogManager::get();
     EXPECT_TRUE(manager->writer("LogFileWriter").isValid());
     LogWriterRefPtr writer(new RecordingWriter, nullptr);
     EXPECT_TRUE(manager->registerWriter("Recorder", writer));
@@ -144,4 +155,117 @@ TEST(LogManager, WriterRegistryRefusesTakenMissingAndNullNames) {
     EXPECT_TRUE(manager->writer("Recorder").isNull());
     EXPECT_FALSE(manager->registerWriter(nullptr, writer));
     EXPECT_TRUE(manager->writer(nullptr).isNull());
+}
+
+TEST(LogString, ConstructorsAndArgsFillTheNextNumberedPlaceholder) {
+    int target = 0;
+    char pointer[32];
+    std::snprintf(pointer, sizeof pointer, "%p", static_cast<void*>(&target));
+    const std::pair<LogString, std::string> cases[] = {
+        {LogString(), ""},
+        {LogString(std::string("abc")), "abc"},
+        {LogString("abcdef", 3), "abc"},
+        {LogString(static_cast<const char*>(nullptr)), ""},
+        {LogString(nullptr, 4), ""},
+        {LogString("abc", -1), ""},
+        {LogString("Detected %1 devices.").arg(3), "Detected 3 devices."},
+        {LogString("%2 before %1").arg("one").arg(std::string("two")), "two before one"},
+        {LogString("a %1 b %1").arg(1), "a 1 b %1"},
+        {LogString("x").arg(5), "x"},
+        {LogString("only %2").arg("lost").arg("found"), "only found"},
+        {LogString("%1 %2").arg().arg("second"), " second"},
+        {LogString("%10").arg("X"), "X0"},
+        {LogString("%1 %2").arg("%2").arg("b"), "b %2"},
+        {LogString("%1").arg(true), "true"},
+        {LogString("%1").arg(false), "false"},
+        {LogString("[%1]").arg(static_cast<const char*>(nullptr)), "[]"},
+        {LogString("%1").arg(-1), "-1"},
+        {LogString("%1").arg(static_cast<signed char>(-128)), "-128"},
+        {LogString("%1").arg(static_cast<short>(-32768)), "-32768"},
+        {LogString("%1").arg(-7L), "-7"},
+        {LogString("%1").arg(std::numeric_limits<long long>::min()), "-9223372036854775808"},
+        {LogString("%1").arg(static_cast<unsigned char>(255)), "255"},
+        {LogString("%1").arg(static_cast<unsigned short>(65535)), "65535"},
+        {LogString("%1").arg(4294967295U), "4294967295"},
+        {LogString("%1").arg(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
+        {LogString("%1").arg(0.5), "0.5"},
+        {LogString("%1").arg(1e20), "1e+20"},
+        {LogString("%1").arg(3.14159265), "3.14159"},
+        {LogString("%1").arg(2.5f), "2.5"},
+        {LogString("%1").arg(-std::numeric_limits<double>::max()), "-1.79769e+308"},
+        {LogString("at %1").arg(static_cast<void*>(&target)), std::string("at ") + pointer},
+    };
+    for (const auto& [text, expected] : cases) EXPECT_EQ(text.get(), expected);
+}
+
+TEST(LogString, CopiesKeepTheirOwnPlaceholderNumber) {
+    LogString first("%1 %2");
+    first.arg("a");
+    LogString second = first;
+    second.arg("b");
+    first.arg("c");
+    EXPECT_EQ(second.get(), "a b");
+    EXPECT_EQ(first.get(), "a c");
+}
+
+TEST(LogItem, PrintsTheElevenCharacterLevelNameLocalTimeAndMessage) {
+    const std::pair<int, const char*> levels[] = {
+        {LevelDebug, "DEBUG      "}, {LevelProfiler, "PROFILER   "},
+        {LevelInfo, "INFORMATION"},  {LevelWarning, "WARNING    "},
+        {LevelError, "ERROR      "}, {LevelCritical, "CRITICAL   "},
+        {0, "UNKNOWN    "},          {35, "UNKNOWN    "},
+        {99, "UNKNOWN    "},
+    };
+    const std::string time = DateTime::print(someTime, "%c", local_time);
+    ASSERT_FALSE(time.empty());
+    for (const auto& [level, name] : levels) {
+        EXPECT_STREQ(logLevelName(static_cast<LogLevel>(level)), name);
+        const LogItem item(static_cast<LogLevel>(level), std::string("Detected 3 devices."),
+                           someTime);
+        EXPECT_EQ(printed(item), std::string(name) + ": " + time + ": Detected 3 devices.");
+    }
+}
+
+TEST(LogItem, TakesTheTextOfALogStringOrALiteral) {
+    EXPECT_EQ(LogItem(LevelError, LogString("Could not open [%1]").arg("cam"), someTime).message(),
+              "Could not open [cam]");
+    EXPECT_EQ(LogItem(LevelInfo, "literal", someTime).message(), "literal");
+    EXPECT_EQ(LogItem(LevelInfo, static_cast<const char*>(nullptr), someTime).message(), "");
+}
+
+TEST(LogItem, CopiesKeepTheirClassAndFields) {
+    const LogItem item(LevelWarning, std::string("careful"), someTime);
+    const std::unique_ptr<LogItemInterface> copy(item.copy());
+    const auto* sameItem = dynamic_cast<const LogItem*>(copy.get());
+    ASSERT_NE(sameItem, nullptr);
+    EXPECT_EQ(sameItem->level(), LevelWarning);
+    EXPECT_EQ(printed(*copy), printed(item));
+
+    int target = 0;
+    const ProfileLogItem profile(ProfileBegin, &target, LogString("frame %1").arg(12));
+    const std::unique_ptr<LogItemInterface> profileCopy(profile.copy());
+    const auto* same = dynamic_cast<const ProfileLogItem*>(profileCopy.get());
+    ASSERT_NE(same, nullptr);
+    EXPECT_EQ(same->time(), profile.time());
+    EXPECT_EQ(same->action(), ProfileBegin);
+    EXPECT_EQ(same->object(), &target);
+    EXPECT_EQ(same->message().get(), "frame 12");
+
+    const std::unique_ptr<LogItemInterface> base(LogItemInterface().copy());
+    EXPECT_EQ(dynamic_cast<const LogItem*>(base.get()), nullptr);
+    EXPECT_EQ(printed(*base), "");
+}
+
+TEST(ProfileLogItem, PrintsTicksActionAddressAndMessage) {
+    int target = 0;
+    const ProfileLogItem item(3, &target, LogString("x"));
+    char address[64];
+    std::snprintf(address, sizeof address, "0x%" PRIxPTR,
+                  reinterpret_cast<std::uintptr_t>(&target));
+    EXPECT_EQ(fields(printed(item)),
+              (std::vector<std::string>{std::to_string(item.time()), "3", address, "x"}));
+    // Codes beyond the enumeration are kept; a long message is cut to the line buffer.
+    const ProfileLogItem user(ProfileUser + 7, nullptr, LogString(std::string(5000, 'm')));
+    EXPECT_EQ(fields(printed(user)).at(1), "263");
+    EXPECT_EQ(printed(user).size(), 1023u);
 }

@@ -16,14 +16,14 @@
 #include "support/WidgetManager.h"
 
 using namespace Korvane;
-using KorvaneTest::readFile;
+using namespace KorvaneTest;
 
 namespace {
 
 class SystemLog : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        directory = new KorvaneTest::TempDir;
+        directory = new TempDir;
         previous = std::filesystem::current_path();
         std::filesystem::current_path(directory->path());
         Registry::get()->setProperty("LOG_PATH", directory->path() + "/");
@@ -37,11 +37,10 @@ protected:
     static std::string text(const char* file) { return readFile(directory->file(file)); }
 
     static bool eventuallyIn(const char* file, const std::string& wanted) {
-        return KorvaneTest::eventually(
-            [&] { return text(file).find(wanted) != std::string::npos; });
+        return eventually([&] { return text(file).find(wanted) != std::string::npos; });
     }
 
-    static inline KorvaneTest::TempDir* directory = nullptr;
+    static inline TempDir* directory = nullptr;
     static inline std::filesystem::path previous;
 };
 
@@ -70,7 +69,7 @@ TEST_F(SystemLog, MessagesReachLogfileOnLinesOfTheirLevels) {
 }
 
 TEST_F(SystemLog, OtherPartsReportTheirFailuresThroughIt) {
-    KorvaneTest::WidgetManager::freeCallback(nullptr);
+    WidgetManager::freeCallback(nullptr);
     EXPECT_TRUE(eventuallyIn(
         "logfile.txt",
         ": Manager::freeCallback: Attempt to delete a NULL pointer. Possible memory leak."));

@@ -7,6 +7,7 @@
 #include <future>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "support/Deadline.h"
@@ -20,21 +21,15 @@ namespace {
 class DateTimeTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (const char* zone = getenv("TZ")) m_zone = std::make_unique<std::string>(zone);
+        if (const char* zone = getenv("TZ")) m_zone = zone;
         setenv("TZ", "XYZ-5", 1);
         tzset();
     }
     void TearDown() override {
-        if (m_zone) {
-            setenv("TZ", m_zone->c_str(), 1);
-        } else {
-            unsetenv("TZ");
-        }
+        m_zone ? setenv("TZ", m_zone->c_str(), 1) : unsetenv("TZ");
         tzset();
     }
-
-private:
-    std::unique_ptr<std::string> m_zone;  // null when TZ was not set
+    std::optional<std::string> m_zone;
 };
 
 constexpr long long kDay = 24 * 60 * 60;
@@ -69,17 +64,11 @@ TEST_F(DateTimeTest, PrintsTheTimeOrAnEmptyString) {
     }
 }
 
-TEST_F(DateTimeTest, NowPrintedWithPercentCMatchesTheLocalRepresentation) {
+TEST_F(DateTimeTest, NowIsTheCurrentTime) {
     const long long before = static_cast<long long>(time(nullptr));
     const long long now = DateTime::now();
     EXPECT_GE(now, before);
     EXPECT_LE(now, static_cast<long long>(time(nullptr)));
-    const time_t seconds = static_cast<time_t>(now);
-    struct tm fields {};
-    ASSERT_NE(localtime_r(&seconds, &fields), nullptr);
-    char expected[64];
-    ASSERT_GT(strftime(expected, sizeof expected, "%c", &fields), 0u);
-    EXPECT_EQ(DateTime::print(now, "%c", local_time), expected);
 }
 
 TEST_F(DateTimeTest, TwoThreadsPrintingAtOnceEachGetTheirOwnResult) {

@@ -44,21 +44,20 @@ private:
 
 TEST(Mutex, EventIsAutoResetAndNotCounted) {
     Mutex m;
-    auto start = Clock::now();
-    EXPECT_TRUE(m.wait(10ul));  // true on time-out too
-    EXPECT_GE(elapsedMs(start), 9);
+    auto waited = [&m](unsigned long ms) {
+        const auto start = Clock::now();
+        EXPECT_TRUE(m.wait(ms));  // true on time-out too
+        return elapsedMs(start);
+    };
+    EXPECT_GE(waited(10), 9);
     m.notify();
     m.notify();
-    start = Clock::now();
+    const auto start = Clock::now();
     m.wait();
     EXPECT_LT(elapsedMs(start), 1000);
-    start = Clock::now();
-    EXPECT_TRUE(m.wait(5ul));
-    EXPECT_GE(elapsedMs(start), 4);
+    EXPECT_GE(waited(5), 4);
     m.notify();
-    start = Clock::now();
-    EXPECT_TRUE(m.wait(5000ul));
-    EXPECT_LT(elapsedMs(start), 4000);
+    EXPECT_LT(waited(5000), 4000);
 }
 
 // The event is made on first use by whichever of notify and wait comes first: the two
@@ -110,13 +109,10 @@ TEST(Thread, RunsTheBodyOnceAndIsRunningOnlyUntilItEnds) {
     EXPECT_EQ(t.runs.load(), 1);
 }
 
-TEST(Thread, SleepLastsAtLeastTheGivenTime) {
+TEST(Thread, StopWaitsForCooperativeBodyAndNeverStartedJoinsAtOnce) {
     const auto start = Clock::now();
     Thread::sleep(15);
     EXPECT_GE(elapsedMs(start), 14);
-}
-
-TEST(Thread, StopWaitsForCooperativeBody) {
     std::atomic<bool> leave{false};
     FunctionThread t([&](FunctionThread&) {
         while (!leave) Thread::sleep(1);
@@ -126,13 +122,9 @@ TEST(Thread, StopWaitsForCooperativeBody) {
     auto stopped = startDetached([&] { t.stop(); });
     EXPECT_EQ(stopped.wait_for(kGenerousDeadline), std::future_status::ready);
     EXPECT_FALSE(t.isRunning());
-}
-
-TEST(Thread, NeverStartedThreadJoinsAtOnceAndRunsNothing) {
-    auto t = std::make_unique<FunctionThread>([](FunctionThread&) {});
-    EXPECT_TRUE(t->join(0));
-    t->stop();
-    t.reset();
+    FunctionThread never([](FunctionThread&) {});
+    EXPECT_TRUE(never.join(0));
+    never.stop();
 }
 
 TEST(Thread, DestroyEndsBodiesThatDoNotCooperate) {

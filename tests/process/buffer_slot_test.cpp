@@ -5,6 +5,7 @@
 #include <korvane/process/PtrWrapper.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/BufferFixture.h"
@@ -18,8 +19,18 @@ using Ids = std::vector<std::string>;
 
 namespace {
 
-// A plain slot owner, and a source with an "Image" output slot "Out" and a sink with an
-// "Image" input slot "In" for wiring.
+FifoTemplate<std::string>& asText(const BufferRefPtr& buffer) {
+    return dynamic_cast<FifoTemplate<std::string>&>(*buffer);
+}
+
+OwnerHandle ownerWith(const char* id, const char* elementType, buffer_slot_type direction) {
+    OwnerHandle owner = KorvaneTest::makeOwner();
+    EXPECT_TRUE(owner->addBufferSlot(id, elementType, direction, "", false));
+    return owner;
+}
+
+// A plain slot owner, a source with an "Image" output slot "Out" and a sink with an
+// "Image" input slot "In".
 class BufferSlotTest : public KorvaneTest::BufferManagerFixture {
 protected:
     BufferRefPtr makeBuffer(const char* type = "ImageFifo", std::string name = std::string()) {
@@ -34,28 +45,11 @@ protected:
         EXPECT_TRUE(owner.setBufferSlot(id, buffer.rawPtr(), direction));
         return buffer;
     }
-    static FifoTemplate<std::string>& asText(const BufferRefPtr& buffer) {
-        return dynamic_cast<FifoTemplate<std::string>&>(*buffer);
-    }
-    static OwnerHandle ownerWith(const char* id, const char* elementType,
-                                 buffer_slot_type direction) {
-        OwnerHandle owner = KorvaneTest::makeOwner();
-        EXPECT_TRUE(owner->addBufferSlot(id, elementType, direction, "", false));
-        return owner;
-    }
-    // The manager holds no buffer and neither slot names one.
-    void expectNothingWired() {
-        EXPECT_EQ(manager->instanceCount(), 0u);
-        EXPECT_EQ(textOf(*source, "Out"), "");
-        EXPECT_EQ(textOf(*sink, "In"), "");
-    }
 
     SlotOwner owner;
     OwnerHandle source = ownerWith("Out", "Image", slot_output);
     OwnerHandle sink = ownerWith("In", "Image", slot_input);
 };
-
-class BufferWiringTest : public BufferSlotTest {};
 
 TEST_F(BufferSlotTest, AddBufferSlotDeclaresAReadOnlyTextPropertyOnce) {
     ASSERT_TRUE(owner.addBufferSlot("b", "Image", slot_input, "Images to show", false));
@@ -63,21 +57,16 @@ TEST_F(BufferSlotTest, AddBufferSlotDeclaresAReadOnlyTextPropertyOnce) {
     EXPECT_FALSE(owner.addBufferSlot("Name", "Image", slot_input, "", false));
     ASSERT_TRUE(owner.addBufferSlot("C", "Image", slot_input, "", false));
     EXPECT_EQ(owner.bufferSlotIds(), (Ids{"C", "b"}));
-
     PropertyInfo info;
     ASSERT_TRUE(owner.propertyInfo("b", &info));
-    EXPECT_EQ(info.type, string_property);
-    EXPECT_EQ(info.access, read_access);
-    EXPECT_EQ(info.category, 2);
+    EXPECT_TRUE(info.type == string_property && info.access == read_access && info.category == 2);
     EXPECT_EQ(info.description, "Images to show");
     EXPECT_EQ(textOf(owner, "b"), "");
     EXPECT_FALSE(owner.setProperty("b", "SomeBuffer"));
-
     std::string elementType;
     buffer_slot_type direction = slot_output;
     ASSERT_TRUE(owner.bufferSlotInfo("b", &elementType, &direction, nullptr, nullptr));
-    EXPECT_EQ(elementType, "Image") << "the first slot stays";
-    EXPECT_EQ(direction, slot_input);
+    EXPECT_TRUE(elementType == "Image" && direction == slot_input) << "the first slot stays";
     EXPECT_FALSE(owner.bufferSlotInfo("Out", &elementType, nullptr, nullptr, nullptr));
 }
 
@@ -86,28 +75,29 @@ TEST_F(BufferSlotTest, SetBufferSlotChecksTheBufferAndRecordsItsName) {
     ASSERT_TRUE(owner.setBufferSlot("In", makeBuffer("ImageFifo", "Images").rawPtr(), slot_input));
     EXPECT_EQ(textOf(owner, "In"), "Images");
     EXPECT_TRUE(owner.bufferSlot("In").isNull()) << "binding waits for the start";
-
     EXPECT_FALSE(owner.setBufferSlot("In", makeBuffer("ObjectFifo").rawPtr(), slot_input));
     EXPECT_FALSE(owner.setBufferSlot("In", makeBuffer("ImageFifo").rawPtr(), slot_output));
     EXPECT_FALSE(owner.setBufferSlot("In", nullptr, slot_input));
     EXPECT_FALSE(owner.setBufferSlot("Other", makeBuffer("ImageFifo").rawPtr(), slot_input));
     EXPECT_EQ(textOf(owner, "In"), "Images");
-
     EXPECT_TRUE(owner.unsetBufferSlot("In"));
     EXPECT_EQ(textOf(owner, "In"), "");
     EXPECT_TRUE(owner.unsetBufferSlot("Unknown"));
 }
 
-TEST_F(BufferSlotTest, InitBufferSlotsBindsAndFlushesTheNamedBuffers) {
+TEST_F(BufferSlotTest, InitBindsAndFlushesAndACopyHasNoBoundBuffer) {
     BufferRefPtr buffer = boundSlot("In", slot_input);
     asText(buffer).push("left over");
     buffer->notifyAndAbort();
     owner.addBufferSlot("Opt", "string", slot_input, "", true);
-
     ASSERT_TRUE(owner.initBufferSlots());
     EXPECT_EQ(owner.bufferSlot("In"), buffer);
     EXPECT_EQ(buffer->size(), 0);
     EXPECT_TRUE(asText(buffer).push("fresh")) << "the abort of an earlier stop is cleared";
+    SlotOwner copy(owner);
+    EXPECT_EQ(copy.bufferSlotIds(), (Ids{"In", "Opt"}));
+    EXPECT_EQ(textOf(copy, "In"), textOf(owner, "In"));
+    EXPECT_TRUE(copy.bufferSlot("In").isNull());
     EXPECT_TRUE(owner.releaseBufferSlots());
     EXPECT_TRUE(owner.bufferSlot("In").isNull());
     EXPECT_NE(textOf(owner, "In"), "") << "the name stays for the next start";
@@ -118,10 +108,8 @@ TEST_F(BufferSlotTest, InitBufferSlotsFailsForAMissingRequiredBufferButBindsTheO
     BufferRefPtr gone = boundSlot("B", slot_input);
     BufferRefPtr kept = boundSlot("C", slot_output);
     manager->releaseInstance(gone->name().c_str());
-
     EXPECT_FALSE(owner.initBufferSlots());
-    EXPECT_TRUE(owner.bufferSlot("A").isNull());
-    EXPECT_TRUE(owner.bufferSlot("B").isNull());
+    EXPECT_TRUE(owner.bufferSlot("A").isNull() && owner.bufferSlot("B").isNull());
     EXPECT_EQ(owner.bufferSlot("C"), kept);
 }
 
@@ -130,25 +118,14 @@ TEST_F(BufferSlotTest, NotifyAndAbortAllBuffersAbortsAndFlushAllBuffersRestores)
     BufferRefPtr out = boundSlot("Out", slot_output);
     ASSERT_TRUE(owner.initBufferSlots());
     asText(out).push("queued");
-
     owner.notifyAndAbortAllBuffers();
-    EXPECT_FALSE(asText(in).push("x"));
-    EXPECT_FALSE(asText(out).push("x"));
+    EXPECT_FALSE(asText(in).push("x") || asText(out).push("x"));
     owner.flushAllBuffers();
     EXPECT_EQ(out->size(), 0);
     EXPECT_TRUE(asText(in).push("x"));
 }
 
-TEST_F(BufferSlotTest, ACopyHasTheSlotsButNoBoundBuffer) {
-    boundSlot("In", slot_input);
-    ASSERT_TRUE(owner.initBufferSlots());
-    SlotOwner copy(owner);
-    EXPECT_EQ(copy.bufferSlotIds(), Ids{"In"});
-    EXPECT_EQ(textOf(copy, "In"), textOf(owner, "In"));
-    EXPECT_TRUE(copy.bufferSlot("In").isNull());
-}
-
-TEST_F(BufferWiringTest, BufferHoldsWhatItWasGivenUntilDisconnected) {
+TEST_F(BufferSlotTest, BufferHoldsWhatItWasGivenUntilDisconnected) {
     BufferRefPtr buffer = makeBuffer();
     EXPECT_FALSE(buffer->connectSource(BufferSlotPtrWrapper(), "Out"));
     EXPECT_FALSE(buffer->disconnectSource()) << "nothing was stored";
@@ -159,13 +136,12 @@ TEST_F(BufferWiringTest, BufferHoldsWhatItWasGivenUntilDisconnected) {
     EXPECT_TRUE(buffer->disconnectSource());
     EXPECT_EQ(SlotOwner::live.load(), before - 1);
     EXPECT_FALSE(buffer->disconnectSource());
-
     EXPECT_FALSE(buffer->connectSink(sink, "NoSuchSlot"));
     EXPECT_TRUE(buffer->disconnectSink()) << "a refused binding stays stored";
     EXPECT_FALSE(buffer->disconnectSink());
 }
 
-TEST_F(BufferWiringTest, FreeConnectWiresBothSlotsOrNeither) {
+TEST_F(BufferSlotTest, FreeConnectWiresBothSlotsOrNeither) {
     BufferRefPtr buffer = makeBuffer();
     EXPECT_FALSE(connect(BufferSlotPtrWrapper(), "Out", buffer, sink, "In"));
     EXPECT_FALSE(connect(source, "Out", BufferRefPtr(), sink, "In"));
@@ -174,14 +150,11 @@ TEST_F(BufferWiringTest, FreeConnectWiresBothSlotsOrNeither) {
     EXPECT_EQ(textOf(*source, "Out"), "");
     EXPECT_FALSE(buffer->disconnectSource()) << "the source binding was undone";
     EXPECT_FALSE(buffer->disconnectSink());
-
     EXPECT_TRUE(connect(source, "Out", buffer, sink, "In"));
     EXPECT_EQ(textOf(*source, "Out"), buffer->name());
     EXPECT_EQ(textOf(*sink, "In"), buffer->name());
     EXPECT_TRUE(disconnect(buffer));
-    EXPECT_EQ(textOf(*source, "Out"), "");
-    EXPECT_EQ(textOf(*sink, "In"), "");
-
+    EXPECT_EQ(textOf(*source, "Out") + textOf(*sink, "In"), "");
     // With only a source, disconnect fails but still unbinds it.
     ASSERT_TRUE(buffer->connectSource(source, "Out"));
     EXPECT_FALSE(disconnect(buffer));
@@ -190,24 +163,21 @@ TEST_F(BufferWiringTest, FreeConnectWiresBothSlotsOrNeither) {
 }
 
 // Only BufferRing selects a ring; "string" slots map to the "String" buffer types.
-TEST_F(BufferWiringTest, ManagerConnectChoosesTheTypeFromSlotsAndDiscipline) {
-    const struct {
-        const char* elementType;
-        BufferType requested;
-        const char* type;
-    } cases[] = {{"Image", BufferRing, "ImageRing"},
-                 {"Image", BufferFifo, "ImageFifo"},
-                 {"Image", static_cast<BufferType>(7), "ImageFifo"},
-                 {"string", BufferRing, "StringRing"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.type);
-        OwnerHandle from = ownerWith("Out", c.elementType, slot_output);
-        OwnerHandle to = ownerWith("In", c.elementType, slot_input);
-        BufferRefPtr buffer = manager->connect(from, "Out", to, "In", c.requested, 5);
+TEST_F(BufferSlotTest, ManagerConnectChoosesTheTypeFromSlotsAndDiscipline) {
+    const std::tuple<const char*, BufferType, const char*> cases[] = {
+        {"Image", BufferRing, "ImageRing"},
+        {"Image", BufferFifo, "ImageFifo"},
+        {"Image", static_cast<BufferType>(7), "ImageFifo"},
+        {"string", BufferRing, "StringRing"}};
+    for (const auto& [elementType, requested, type] : cases) {
+        SCOPED_TRACE(type);
+        OwnerHandle from = ownerWith("Out", elementType, slot_output);
+        OwnerHandle to = ownerWith("In", elementType, slot_input);
+        BufferRefPtr buffer = manager->connect(from, "Out", to, "In", requested, 5);
         ASSERT_TRUE(buffer.isValid());
-        EXPECT_EQ(buffer->type(), c.type);
+        EXPECT_EQ(buffer->type(), type);
         EXPECT_EQ(buffer->maxSize(), 5);
-        EXPECT_EQ(textOf(*buffer, "ElementType"), c.elementType);
+        EXPECT_EQ(textOf(*buffer, "ElementType"), elementType);
         EXPECT_EQ(manager->instance(buffer->name().c_str()), buffer);
         EXPECT_EQ(textOf(*from, "Out"), buffer->name());
         EXPECT_EQ(textOf(*to, "In"), buffer->name());
@@ -217,7 +187,7 @@ TEST_F(BufferWiringTest, ManagerConnectChoosesTheTypeFromSlotsAndDiscipline) {
     }
 }
 
-TEST_F(BufferWiringTest, ManagerConnectFailureLeavesNothingBehind) {
+TEST_F(BufferSlotTest, ManagerConnectFailureAndDisconnectOfAnUnwiredSlotLeaveNoTrace) {
     OwnerHandle objects = ownerWith("In", "Object", slot_input);
     OwnerHandle secondSource = ownerWith("Out", "Image", slot_output);
     EXPECT_TRUE(manager->connect(source, "Out", objects, "In", 5).isNull());
@@ -225,22 +195,19 @@ TEST_F(BufferWiringTest, ManagerConnectFailureLeavesNothingBehind) {
     EXPECT_TRUE(manager->connect(BufferSlotPtrWrapper(), "Out", sink, "In", 5).isNull());
     EXPECT_TRUE(manager->connect(source, "Out", BufferSlotPtrWrapper(), "In", 5).isNull());
     EXPECT_TRUE(manager->connect(source, "Nothing", sink, "In", 5).isNull());
-    expectNothingWired();
-    EXPECT_EQ(textOf(*secondSource, "Out"), "");
-}
+    EXPECT_EQ(manager->instanceCount(), 0u);
+    EXPECT_EQ(textOf(*source, "Out") + textOf(*sink, "In") + textOf(*secondSource, "Out"), "");
 
-TEST_F(BufferWiringTest, ManagerDisconnectOfAnUnwiredSlotDoesNothing) {
     BufferRefPtr buffer = manager->connect(source, "Out", sink, "In", 5);
     EXPECT_EQ(buffer->type(), "ImageFifo");
-    OwnerHandle unwired = ownerWith("In", "Image", slot_input);
-    manager->disconnect(unwired, "In");
+    manager->disconnect(objects, "In");
     manager->disconnect(BufferSlotPtrWrapper(), "In");
     manager->disconnect(sink, "NoSuchSlot");
     EXPECT_EQ(manager->instanceCount(), 1u);
     EXPECT_EQ(textOf(*sink, "In"), buffer->name());
-
     manager->disconnect(sink, "In");
-    expectNothingWired();
+    EXPECT_EQ(manager->instanceCount(), 0u);
+    EXPECT_EQ(textOf(*source, "Out") + textOf(*sink, "In"), "");
     EXPECT_FALSE(buffer->disconnectSource()) << "both sides are gone";
 }
 
@@ -258,13 +225,11 @@ TEST(PtrWrapper, YieldsTheInterfaceAndComparesByObject) {
               static_cast<ProcessInterface*>(process.rawPtr()));
     EXPECT_EQ(BufferSlotPtrWrapper(process).rawPtr(),
               static_cast<BufferSlotInterface*>(process.rawPtr()));
-
     NamedRefPtr owner(new SlotOwner, nullptr);
     BufferSlotPtrWrapper a(owner);
-    OwnerHandle sameOwner = owner;
     EXPECT_EQ(a.rawPtr(), owner.rawPtr());
-    EXPECT_TRUE(a == BufferSlotPtrWrapper(sameOwner));
-    EXPECT_FALSE(a != BufferSlotPtrWrapper(sameOwner));
+    EXPECT_TRUE(a == BufferSlotPtrWrapper(OwnerHandle(owner)));
+    EXPECT_FALSE(a != BufferSlotPtrWrapper(OwnerHandle(owner)));
     EXPECT_TRUE(a != BufferSlotPtrWrapper(KorvaneTest::makeOwner()));
     EXPECT_FALSE(a == BufferSlotPtrWrapper());
 }

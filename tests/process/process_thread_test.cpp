@@ -3,13 +3,13 @@
 #include <korvane/buffers/FifoTemplate.h>
 #include <korvane/process/ProcessInterface.h>
 
-#include <functional>
 #include <list>
 #include <stdexcept>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "support/BufferFixture.h"
 #include "support/TestProcesses.h"
 
 using namespace Korvane;
@@ -24,17 +24,14 @@ namespace {
 using Calls = std::vector<unsigned long long>;
 using TextFifo = FifoTemplate<std::string>;
 
-// Stops every process made here when the test ends, opening every gate first (a failed
-// assertion may leave a process thread waiting at one), and releases every buffer.
-// Whatever a process thread touches lives here, so that it outlives the thread.
-class ProcessRun : public ::testing::Test {
+// Opens every gate (a failed assertion may leave a process thread waiting at one) and
+// stops every process made here. What a process thread touches lives here, to outlive it.
+class ProcessRun : public KorvaneTest::BufferManagerFixture {
 protected:
     void TearDown() override {
         for (Gate& gate : m_gates) gate.open();
         for (const ProcessHandle& process : m_processes) EXPECT_TRUE(stopWithin(process));
-        for (const std::string& name : manager->instanceList()) {
-            manager->releaseInstance(name.c_str());
-        }
+        BufferManagerFixture::TearDown();
     }
 
     ProcessHandle make(long long maxIterations = -1) {
@@ -58,7 +55,6 @@ protected:
 
     static TextFifo& asText(const BufferRefPtr& buffer) { return dynamic_cast<TextFifo&>(*buffer); }
 
-    BufferManager* manager = BufferManager::get();
     std::vector<long long> received;  // read after the consumer's StoppingDone
     // Status detail, isRunning and isStopping as seen by the process thread.
     std::vector<std::tuple<ProcessInterface::StatusDetail, bool, bool>> seen;
@@ -68,18 +64,14 @@ private:
     std::list<Gate> m_gates;
 };
 
-TEST(ProcessInterface, ANewProcessIsIdleAndStopDoesNothing) {
-    ProcessHandle process = KorvaneTest::makeProcess();
+TEST_F(ProcessRun, ANewProcessIsIdleAndStopDoesNothing) {
+    ProcessHandle process = make();
     PropertyInfo info;
     ASSERT_TRUE(process->propertyInfo("MaxIterations", &info));
-    EXPECT_EQ(info.type, int64_property);
-    EXPECT_EQ(info.access, read_write_access);
-    EXPECT_EQ(info.category, 6);
+    EXPECT_TRUE(info.type == int64_property && info.access == read_write_access &&
+                info.category == 6);
     EXPECT_EQ(info.description,
               "The number of iterations this process should run (-1 denotes infinite).");
-    long long limit = 0;
-    EXPECT_TRUE(process->getProperty("MaxIterations", &limit) && limit == -1);
-
     process->stopProcess();
     EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleNew);
     EXPECT_EQ(process->initCalls(), 0);
@@ -91,26 +83,31 @@ TEST(ProcessInterface, ANewProcessIsIdleAndStopDoesNothing) {
 // Only -1 means no limit, any other value runs at least once; a sequence that returns
 // false ends the run. An empty optional slot does not prevent the start.
 TEST_F(ProcessRun, MaxIterationsOrAFalseSequenceEndsTheRun) {
-    const struct {
-        long long limit;
-        unsigned long long falseAt;
-        Calls calls;
-    } cases[] = {{5, 99, {0, 1, 2, 3, 4}},
-                 {0, 99, {0}},
-                 {-2, 99, {0}},
-                 {-1000, 99, {0}},
-                 {-1, 2, {0, 1, 2}}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.limit);
-        ProcessHandle process = make(c.limit);
+    const std::tuple<long long, unsigned long long, Calls> cases[] = {{5, 99, {0, 1, 2, 3, 4}},
+                                                                      {0, 99, {0}},
+                                                                      {-2, 99, {0}},
+                                                                      {-1000, 99, {0}},
+                                                                      {-1, 2, {0, 1, 2}}};
+    for (const auto& [limit, falseAt, calls] : cases) {
+        SCOPED_TRACE(limit);
+        ProcessHandle process = make(limit);
         process->addBufferSlot("Opt", "string", slot_input, "", true);
-        process->onSequence = [falseAt = c.falseAt](unsigned long long i) { return i != falseAt; };
+        process->onSequence = [end = falseAt](unsigned long long i) { return i != end; };
         process->startProcess();
         ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-        EXPECT_EQ(process->sequenceCalls(), c.calls);
-        EXPECT_EQ(process->iteration(), static_cast<long long>(c.calls.size()));
+        EXPECT_EQ(process->sequenceCalls(), calls);
+        EXPECT_EQ(process->iteration(), static_cast<long long>(calls.size()));
         EXPECT_EQ(process->initCalls(), 1);
         EXPECT_EQ(process->cleanupCalls(), 1);
+        // A run that ended by itself starts again from iteration zero.
+        process->startProcess();
+        ASSERT_TRUE(eventually([&] {
+            return process->initCalls() == 2 &&
+                   process->statusDetail() == ProcessInterface::StoppingDone;
+        }));
+        Calls twice = calls;
+        twice.insert(twice.end(), calls.begin(), calls.end());
+        EXPECT_EQ(process->sequenceCalls(), twice);
         ASSERT_TRUE(stopWithin(process));
         EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     }
@@ -131,7 +128,9 @@ TEST_F(ProcessRun, AMissingRequiredBufferSkipsInitAndLeavesTheOtherBuffersAlone)
     EXPECT_TRUE(asText(shared).push("still usable")) << "stopping aborted a buffer it had let go";
 }
 
-TEST_F(ProcessRun, StartProcessOnARunningProcessChangesNothing) {
+// A second start while running changes nothing; a stop request shows until the
+// sequence returns.
+TEST_F(ProcessRun, StartWhileRunningIsIgnoredAndAStopWaitsForTheSequence) {
     Gate& reached = gate();
     Gate& release = gate();
     ProcessHandle process = make();
@@ -148,46 +147,33 @@ TEST_F(ProcessRun, StartProcessOnARunningProcessChangesNothing) {
     EXPECT_EQ(process->statusDetail(), ProcessInterface::RunningIterating);
     EXPECT_EQ(process->iteration(), 3);
     EXPECT_EQ(process->initCalls(), 1);
+    auto stopped = KorvaneTest::startDetached([process] { process->stopProcess(); });
+    ASSERT_TRUE(reaches(process, ProcessInterface::RunningStopRequested));
+    EXPECT_TRUE(process->isRunning() && process->isStopping());
+    release.open();
+    ASSERT_EQ(stopped.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
+    EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
+    EXPECT_EQ(process->sequenceCalls(), (Calls{0, 1, 2}));
+    EXPECT_EQ(process->cleanupCalls(), 1);
 }
 
-TEST_F(ProcessRun, StartingAfterARunEndedByItselfBeginsAtIterationZero) {
-    ProcessHandle process = make(3);
-    process->startProcess();
-    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-    process->startProcess();
-    ASSERT_TRUE(eventually([&] {
-        return process->initCalls() == 2 &&
-               process->statusDetail() == ProcessInterface::StoppingDone;
-    }));
-    EXPECT_EQ(process->sequenceCalls(), (Calls{0, 1, 2, 0, 1, 2}));
-}
-
-// A failed init skips the loop; an exception (of any type) also skips the cleanup.
-// Every way out releases the slots.
+// Faults 0-2: init returns false, init throws, sequence throws. A failed init skips the
+// loop; an exception (of any type) also skips the cleanup. Every way out releases the slots.
 TEST_F(ProcessRun, FailuresEndTheRunAndReleaseTheSlots) {
-    const struct {
-        const char* what;
-        std::function<bool()> init;
-        std::function<bool(unsigned long long)> sequence;
-        Calls calls;
-        int cleanups;
-    } cases[] = {{"init false", [] { return false; }, nullptr, {}, 1},
-                 {"init throws", []() -> bool { throw 42; }, nullptr, {}, 0},
-                 {"sequence throws",
-                  nullptr,
-                  [](unsigned long long) -> bool { throw std::runtime_error("broken"); },
-                  {0},
-                  0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (int fault = 0; fault < 3; ++fault) {
+        SCOPED_TRACE(fault);
         BufferRefPtr buffer;
         ProcessHandle process = makeReader(&buffer);
-        if (c.init) process->onInit = c.init;
-        if (c.sequence) process->onSequence = c.sequence;
+        if (fault == 0) process->onInit = [] { return false; };
+        if (fault == 1) process->onInit = []() -> bool { throw 42; };
+        if (fault == 2)
+            process->onSequence = [](unsigned long long) -> bool {
+                throw std::runtime_error("broken");
+            };
         process->startProcess();
         ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-        EXPECT_EQ(process->sequenceCalls(), c.calls);
-        EXPECT_EQ(process->cleanupCalls(), c.cleanups);
+        EXPECT_EQ(process->sequenceCalls(), fault == 2 ? Calls{0} : Calls{});
+        EXPECT_EQ(process->cleanupCalls(), fault == 0 ? 1 : 0);
         EXPECT_TRUE(process->bufferSlot("In").isNull());
     }
 }
@@ -227,29 +213,6 @@ TEST_F(ProcessRun, TheStatusFollowsTheLifeCycle) {
                                      {ProcessInterface::RunningIterating, true, false},
                                      {ProcessInterface::StoppingCleanup, false, true}};
     EXPECT_EQ(seen, expected);
-}
-
-TEST_F(ProcessRun, AStopRequestIsVisibleUntilTheSequenceReturns) {
-    Gate& inSequence = gate();
-    Gate& leaveSequence = gate();
-    ProcessHandle process = make();
-    process->onSequence = [&](unsigned long long) {
-        inSequence.open();
-        leaveSequence.waitOpen();
-        return true;
-    };
-    process->startProcess();
-    ASSERT_TRUE(inSequence.waitOpen());
-
-    auto stopped = KorvaneTest::startDetached([process] { process->stopProcess(); });
-    ASSERT_TRUE(reaches(process, ProcessInterface::RunningStopRequested));
-    EXPECT_TRUE(process->isRunning());
-    EXPECT_TRUE(process->isStopping());
-    leaveSequence.open();
-    ASSERT_EQ(stopped.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
-    EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
-    EXPECT_EQ(process->sequenceCalls(), Calls{0});
-    EXPECT_EQ(process->cleanupCalls(), 1);
 }
 
 TEST_F(ProcessRun, WiredProcessesPassItemsThroughTheBuffer) {

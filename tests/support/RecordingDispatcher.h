@@ -1,10 +1,8 @@
 #pragma once
-// A dispatcher for the event tests. It records a copy of every event it is given,
-// every null, every disconnect id and its own deletion into an EventRecord that the
-// test shares, so the record outlives the dispatcher, which the event manager owns
-// and deletes. Tests wait on the record with bounded waits, and can make dispatch
-// stall (bounded too) until they release it. CountedEvent tells a test when the
-// manager deleted an event.
+// A dispatcher for the event tests. It records a copy of every event, every null, every
+// disconnect id and its own deletion into an EventRecord shared with the test, so the
+// record outlives the dispatcher (the event manager owns and deletes it). Waits and the
+// stall of dispatch are bounded. CountedEvent tells a test when an event was deleted.
 
 #include <korvane/events/Event.h>
 #include <korvane/events/EventDispatcher.h>
@@ -12,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -24,67 +21,50 @@
 
 namespace KorvaneTest {
 
-// A copy of the event as its most derived class of the library.
+// A copy of the event as its most derived class among those the tests look at.
 inline std::shared_ptr<const Korvane::Event> copyEvent(const Korvane::Event& event) {
     using namespace Korvane;
     if (auto* e = dynamic_cast<const PropertyEvent*>(&event))
         return std::make_shared<PropertyEvent>(*e);
     if (auto* e = dynamic_cast<const ManagerEvent*>(&event))
         return std::make_shared<ManagerEvent>(*e);
-    if (auto* e = dynamic_cast<const ErrorEvent*>(&event)) return std::make_shared<ErrorEvent>(*e);
     if (auto* e = dynamic_cast<const UserEvent*>(&event)) return std::make_shared<UserEvent>(*e);
-    if (auto* e = dynamic_cast<const ProcessEvent*>(&event))
-        return std::make_shared<ProcessEvent>(*e);
     return std::make_shared<Event>(event);
 }
 
 class EventRecord {
 public:
-    using Clock = std::chrono::steady_clock;
+    struct State {
+        std::vector<std::shared_ptr<const Korvane::Event>> events;
+        int nulls = 0;
+        std::vector<std::uint64_t> disconnects;
+        bool deleted = false;  // the dispatcher
+    };
 
-    std::vector<std::shared_ptr<const Korvane::Event>> events() const {
+    State state() const {
         std::lock_guard<std::mutex> lock(m_mutex);
-        return m_events;
+        return m_state;
     }
 
     // The recorded events of class E, in arrival order.
     template <class E>
     std::vector<std::shared_ptr<const E>> eventsOf() const {
         std::vector<std::shared_ptr<const E>> found;
-        for (const auto& event : events()) {
+        for (const auto& event : state().events) {
             if (auto typed = std::dynamic_pointer_cast<const E>(event)) found.push_back(typed);
         }
         return found;
     }
 
-    std::size_t eventCount() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_events.size();
-    }
-
-    int nullCount() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_nulls;
-    }
-
-    std::vector<std::uint64_t> disconnects() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_disconnects;
-    }
-
-    bool dispatcherDeleted() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_deleted;
-    }
-
     // False when the deadline passed first.
-    bool waitForEvents(std::size_t count, std::chrono::milliseconds limit = kGenerousDeadline) {
+    bool waitForEvents(std::size_t count) {
         std::unique_lock<std::mutex> lock(m_mutex);
-        return m_changed.wait_for(lock, limit, [&] { return m_events.size() >= count; });
+        return m_changed.wait_for(lock, kGenerousDeadline,
+                                  [&] { return m_state.events.size() >= count; });
     }
 
-    // The next non-null event is recorded and then held in dispatch until release()
-    // or until limit has passed, so that a failing test cannot hang the loop thread.
+    // The next non-null event is recorded and then held in dispatch until release() or
+    // until limit has passed, so that a failing test cannot hang the loop thread.
     void stallNextDispatch(std::chrono::milliseconds limit = kGenerousDeadline) {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_stallRequested = true;
@@ -92,10 +72,9 @@ public:
         m_released = false;
     }
 
-    // False when dispatch was not stalled within the limit.
-    bool waitUntilStalled(std::chrono::milliseconds limit = kGenerousDeadline) {
+    bool waitUntilStalled() {
         std::unique_lock<std::mutex> lock(m_mutex);
-        return m_changed.wait_for(lock, limit, [&] { return m_stalled; });
+        return m_changed.wait_for(lock, kGenerousDeadline, [&] { return m_stalled; });
     }
 
     void release() {
@@ -110,24 +89,22 @@ public:
     void record(const Korvane::Event* event) {
         std::unique_lock<std::mutex> lock(m_mutex);
         if (!event) {
-            ++m_nulls;
-            m_changed.notify_all();
-            return;
+            ++m_state.nulls;
+        } else {
+            m_state.events.push_back(copyEvent(*event));
+            if (m_stallRequested) stall(lock);
         }
-        m_events.push_back(copyEvent(*event));
-        if (m_stallRequested) stall(lock);
         m_changed.notify_all();
     }
 
     void recordDisconnect(std::uint64_t senderId) {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_disconnects.push_back(senderId);
+        m_state.disconnects.push_back(senderId);
     }
 
     void recordDeletion() {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_deleted = true;
-        m_changed.notify_all();
+        m_state.deleted = true;
     }
 
 private:
@@ -141,10 +118,7 @@ private:
 
     mutable std::mutex m_mutex;  // guards everything below
     std::condition_variable m_changed;
-    std::vector<std::shared_ptr<const Korvane::Event>> m_events;
-    int m_nulls = 0;
-    std::vector<std::uint64_t> m_disconnects;
-    bool m_deleted = false;
+    State m_state;
     bool m_stallRequested = false;
     bool m_stalled = false;
     bool m_released = false;
@@ -173,8 +147,6 @@ public:
         m_record->recordDisconnect(senderId);
         return true;
     }
-
-    const std::shared_ptr<EventRecord>& record() const { return m_record; }
 
 private:
     std::shared_ptr<EventRecord> m_record;

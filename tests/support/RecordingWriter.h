@@ -5,15 +5,20 @@
 #include <korvane/log/LogWriter.h>
 #include <korvane/platform/Mutex.h>
 
-#include "support/Deadline.h"
-
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "support/Deadline.h"
 
 namespace KorvaneTest {
 
 class RecordingWriter : public Korvane::LogWriter {
 public:
+    // Also appends tag to journal (not owned) for every line, to see writer order.
+    explicit RecordingWriter(std::vector<std::string>* journal = nullptr, std::string tag = "")
+        : m_journal(journal), m_tag(std::move(tag)) {}
+
     void write(const Korvane::LogItemInterface& item) override {
         std::string line;
         item.print(line);
@@ -22,13 +27,6 @@ public:
         if (m_journal) m_journal->push_back(m_tag);
     }
     Korvane::LogWriter* createCopy() override { return new RecordingWriter; }
-
-    // Also appends tag to journal (not owned) for every line, to see writer order.
-    void journalTo(std::vector<std::string>* journal, const std::string& tag) {
-        Korvane::MutexLock lock(&m_mutex);
-        m_journal = journal;
-        m_tag = tag;
-    }
 
     std::vector<std::string> lines() {
         Korvane::MutexLock lock(&m_mutex);
@@ -42,8 +40,8 @@ public:
 private:
     Korvane::Mutex m_mutex;  // guards m_lines and the journal
     std::vector<std::string> m_lines;
-    std::vector<std::string>* m_journal = nullptr;
-    std::string m_tag;
+    std::vector<std::string>* const m_journal;
+    const std::string m_tag;
 };
 
 }  // namespace KorvaneTest

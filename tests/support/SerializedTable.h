@@ -1,6 +1,6 @@
 #pragma once
-// A property table that tests fill freely, and one-call writing and reading of it
-// through a serializer, for the serializer tests.
+// A property table that tests fill freely, one-call writing and reading of it through a
+// serializer, and typed reading of its records, for the serializer and registry tests.
 
 #include <gtest/gtest.h>
 #include <korvane/core/PropertyInterface.h>
@@ -29,6 +29,27 @@ void readInto(Table* table, const std::string& text) {
     Serializer serializer;
     std::istringstream in(text);
     EXPECT_TRUE(table->deserialize(&serializer, in));
+}
+
+// The value of name as T; force reads past the access rights.
+template <class T>
+T valueOf(const Table& table, const std::string& name, bool force = false) {
+    T value{};
+    EXPECT_TRUE(force ? table.getPropertyForce(name, &value) : table.getProperty(name, &value))
+        << name;
+    return value;
+}
+
+// Type, access, category and description of a record, comparable in one check.
+inline std::string record(Korvane::PropertyType type, Korvane::AccessType access, int category,
+                          const std::string& description) {
+    return std::to_string(type) + "/" + std::to_string(access) + "/" + std::to_string(category) +
+           "/" + description;
+}
+inline std::string record(const Korvane::PropertyInterface& table, const std::string& name) {
+    Korvane::PropertyInfo info;
+    EXPECT_TRUE(table.propertyInfo(name, &info)) << name;
+    return record(info.type, info.access, info.category, info.description);
 }
 
 // A string literal with its embedded NUL bytes.
