@@ -96,13 +96,7 @@ BufferRefPtr BufferManager::createPrivate(const BufferRefPtr& prototype, const s
                                           unsigned int maxSize, std::string& name, bool unique) {
     BufferRefPtr buffer;
     if (prototype.isValid()) buffer = BufferRefPtr(prototype->createCopy(maxSize), &freeCallback);
-    if (buffer.isNull() || !instanceMapInsert(name, buffer, unique)) {
-        name.clear();
-        return BufferRefPtr();
-    }
-    setInstanceType(buffer, type);
-    name = buffer->name();
-    return buffer;
+    return enterCreatedPrivate(buffer, type, name, unique);
 }
 
 }  // namespace Korvane

@@ -39,13 +39,7 @@ LutRefPtr LutManager::createPrivate(const LutRefPtr& prototype, const std::strin
             made.release();
         }
     }
-    if (table.isNull() || !instanceMapInsert(name, table, unique)) {
-        name.clear();
-        return LutRefPtr();
-    }
-    setInstanceType(table, type);
-    name = table->name();
-    return table;
+    return enterCreatedPrivate(table, type, name, unique);
 }
 
 }  // namespace Korvane

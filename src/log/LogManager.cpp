@@ -61,17 +61,12 @@ void LogManager::createSystemLogPrivate() {
 
 LogRefPtr LogManager::create(const char* type, std::string& name, bool unique) {
     MutexLock lock(&m_lock);
-    LogRefPtr prototype = prototypePrivate(type ? type : "");
+    const std::string typeName = type ? type : "";
+    LogRefPtr prototype = prototypePrivate(typeName);
     LogRefPtr log;
     if (prototype.isValid()) log = LogRefPtr(prototype->createCopy(), &freeCallback);
-    if (log.isNull() || !instanceMapInsert(name, log, unique)) {
-        name.clear();
-        return LogRefPtr();
-    }
-    setInstanceName(log, name);
-    setInstanceType(log, type);
-    name = log->name();
-    log->startProcess();
+    log = enterCreatedPrivate(log, typeName, name, unique);
+    if (log.isValid()) log->startProcess();
     return log;
 }
 

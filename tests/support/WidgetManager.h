@@ -49,17 +49,11 @@ public:
     // Empty handle and empty name for an unknown type or a refused name.
     WidgetRefPtr create(const char* type, std::string& name, bool unique) {
         Korvane::MutexLock lock(&m_lock);
-        WidgetRefPtr prototype = prototypePrivate(type ? type : "");
+        const std::string typeName = type ? type : "";
+        WidgetRefPtr prototype = prototypePrivate(typeName);
         WidgetRefPtr object;
         if (prototype.isValid()) object = WidgetRefPtr(prototype->createCopy(), &freeCallback);
-        if (object.isNull() || !instanceMapInsert(name, object, unique)) {
-            name.clear();
-            return WidgetRefPtr();
-        }
-        setInstanceName(object, name);
-        setInstanceType(object, type);
-        name = object->name();
-        return object;
+        return enterCreatedPrivate(object, typeName, name, unique);
     }
 
     // A prototype for registerType, deleted through the manager's deleter.

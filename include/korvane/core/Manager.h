@@ -2,7 +2,7 @@
 // Manager<T, Traits> keeps the two tables of every manager: registered prototypes by
 // type name and live instances by instance name, each a counted handle, both under
 // one re-entrant lock. Concrete managers derive from it, add their create operations
-// (clone a prototype, wrap it with freeCallback, instanceMapInsert, name and type it)
+// (clone a prototype, wrap it with freeCallback, then enterCreatedPrivate)
 // and are process-wide singletons.
 //
 // Traits is the concrete manager's empty tag class and names T's handle class:
@@ -71,6 +71,11 @@ protected:
     // a taken (or empty) name gets a random key instead of failing. True on success,
     // with the final name in name; the object's Name is set to it.
     bool instanceMapInsert(std::string& name, const Handle& object, bool unique);
+    // The common end of a create operation: enters a newly made object by
+    // instanceMapInsert and sets its type. For an empty handle or a refused name it
+    // empties name and answers an empty handle. Called with the lock held.
+    Handle enterCreatedPrivate(const Handle& object, const std::string& type, std::string& name,
+                               bool unique);
 
     // The deleter of every handle a manager creates.
     static void freeCallback(T* object);
@@ -236,6 +241,19 @@ bool Manager<T, Traits>::instanceMapInsert(std::string& name, const Handle& obje
     name = candidate;
     enterPrivate(name, object);
     return true;
+}
+
+template <class T, class Traits>
+typename Traits::Handle Manager<T, Traits>::enterCreatedPrivate(const Handle& object,
+                                                               const std::string& type,
+                                                               std::string& name, bool unique) {
+    if (object.isNull() || !instanceMapInsert(name, object, unique)) {
+        name.clear();
+        return Handle();
+    }
+    setInstanceType(object, type);
+    name = object->name();
+    return object;
 }
 
 template <class T, class Traits>
