@@ -254,6 +254,23 @@ TEST(Manager, DestructionDropsTypesThenInstances) {
     EXPECT_EQ(cleaned.typeCount() + cleaned.instanceCount(), 0u);
 }
 
+// A host's own manager needs no more than an empty tag; a type without a named handle
+// is held by RefPtr<T>.
+struct Gadget : Korvane::ManageableType {
+    Gadget() : ManageableType("Gadget") {}
+};
+struct GadgetManagerTags {};
+struct GadgetManager : Korvane::Manager<Gadget, GadgetManagerTags> {};
+
+TEST(Manager, EmptyTagClassAndPlainHandle) {
+    static_assert(std::is_same_v<GadgetManager::Handle, Korvane::RefPtr<Gadget>>);
+    static_assert(std::is_same_v<WidgetManager::Handle, WidgetRefPtr>);
+    GadgetManager manager;
+    EXPECT_TRUE(manager.registerType(
+        "Gadget", Korvane::RefPtr<Gadget>(new Gadget, [](Gadget* g) { delete g; })));
+    EXPECT_EQ(manager.typeList(), Names{"Gadget"});
+}
+
 namespace {
 
 // What one thread leaves in the manager, or why it stopped.

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -262,6 +263,22 @@ TEST_F(EventManagerTest, EachPropertyWriteCarriesItsValueInTheFieldOfItsClass) {
     EXPECT_EQ(events[4]->name(), "Mode");
     EXPECT_EQ(events[4]->asUint(), 1u);
     EXPECT_EQ(events[4]->asString(), "On");
+}
+
+// A dispatcher that forwards an event's value: every 64-bit integer passes through the
+// setters unchanged, whatever integer type it is given as.
+TEST(PropertyEvent, IntegerValuesRoundTrip) {
+    PropertyEvent from("X"), to("X");
+    from.setValue(std::numeric_limits<std::int64_t>::min());
+    from.setValue(std::numeric_limits<std::uint64_t>::max());
+    to.setValue(from.asInt());
+    to.setValue(from.asUint());
+    EXPECT_EQ(to.asInt(), std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(to.asUint(), std::numeric_limits<std::uint64_t>::max());
+    to.setValue(-3LL);
+    to.setValue(4u);
+    EXPECT_EQ(to.asInt(), -3);
+    EXPECT_EQ(to.asUint(), 4u);
 }
 
 TEST_F(EventManagerTest, ManagersAnnounceRegisteringCreatingAndReleasing) {

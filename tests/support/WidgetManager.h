@@ -38,9 +38,17 @@ public:
     using RefPtr<Widget>::RefPtr;
 };
 
-struct WidgetManagerTraits {
-    using Handle = WidgetRefPtr;
+}  // namespace KorvaneTest
+
+// A host's own named handle is made known to the managers beside the handle.
+template <>
+struct Korvane::HandleOf<KorvaneTest::Widget> {
+    using Type = KorvaneTest::WidgetRefPtr;
 };
+
+namespace KorvaneTest {
+
+struct WidgetManagerTraits {};
 
 class WidgetManager : public Korvane::Manager<Widget, WidgetManagerTraits> {
 public:

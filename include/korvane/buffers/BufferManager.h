@@ -29,9 +29,7 @@ enum BufferType : std::uint32_t {
 };
 
 namespace Internal {
-struct KORVANE_API BufferManagerTraits {
-    using Handle = BufferRefPtr;
-};
+struct KORVANE_API BufferManagerTraits {};
 }  // namespace Internal
 
 class KORVANE_API BufferManager : public Manager<Buffer, Internal::BufferManagerTraits> {

@@ -55,6 +55,33 @@ class KORVANE_API SensorRefPtr : public RefPtr<Sensor> { public: using RefPtr<Se
 class KORVANE_API StorageRefPtr : public RefPtr<Storage> { public: using RefPtr<Storage>::RefPtr; };
 class KORVANE_API TopologyRefPtr : public RefPtr<Topology> { public: using RefPtr<Topology>::RefPtr; };
 class KORVANE_API VendorConfigRefPtr : public RefPtr<VendorConfig> { public: using RefPtr<VendorConfig>::RefPtr; };
+
+// The handle class that carries a T: its named handle where one exists, RefPtr<T>
+// otherwise. Templates such as Manager<T, Traits> name their handles through it; a
+// host that declares its own named handle specialises it beside the handle.
+template <class T> struct HandleOf { using Type = RefPtr<T>; };
+template <> struct HandleOf<Buffer> { using Type = BufferRefPtr; };
+template <> struct HandleOf<Channel> { using Type = ChannelRefPtr; };
+template <> struct HandleOf<DeviceDetector> { using Type = DeviceDetectorRefPtr; };
+template <> struct HandleOf<Device> { using Type = DeviceRefPtr; };
+template <> struct HandleOf<Display> { using Type = DisplayRefPtr; };
+template <> struct HandleOf<FrameGrabberDetector> { using Type = FrameGrabberDetectorRefPtr; };
+template <> struct HandleOf<FrameGrabber> { using Type = FrameGrabberRefPtr; };
+template <> struct HandleOf<HeaderGenerator> { using Type = HeaderGeneratorRefPtr; };
+template <> struct HandleOf<Image> { using Type = ImgRefPtr; };
+template <> struct HandleOf<Log> { using Type = LogRefPtr; };
+template <> struct HandleOf<LogWriter> { using Type = LogWriterRefPtr; };
+template <> struct HandleOf<Lut> { using Type = LutRefPtr; };
+template <> struct HandleOf<Motion> { using Type = MotionRefPtr; };
+template <> struct HandleOf<Object> { using Type = ObjectRefPtr; };
+template <> struct HandleOf<OperatorProcess> { using Type = OperatorProcessRefPtr; };
+template <> struct HandleOf<Operator> { using Type = OperatorRefPtr; };
+template <> struct HandleOf<Processor> { using Type = ProcessorRefPtr; };
+template <> struct HandleOf<Script> { using Type = ScriptRefPtr; };
+template <> struct HandleOf<Sensor> { using Type = SensorRefPtr; };
+template <> struct HandleOf<Storage> { using Type = StorageRefPtr; };
+template <> struct HandleOf<Topology> { using Type = TopologyRefPtr; };
+template <> struct HandleOf<VendorConfig> { using Type = VendorConfigRefPtr; };
 // clang-format on
 
 }  // namespace Korvane

@@ -5,15 +5,16 @@
 // (clone a prototype, wrap it with freeCallback, then enterCreatedPrivate)
 // and are process-wide singletons.
 //
-// Traits is the concrete manager's empty tag class and names T's handle class:
-// `struct KORVANE_API LutManagerTraits { using Handle = LutRefPtr; };`. It must carry
-// KORVANE_API like the manager itself, or the instantiation would not be exported.
+// Traits is the concrete manager's empty tag class (`struct KORVANE_API LutManagerTraits {};`);
+// the handle class is HandleOf<T>, the named handle where T has one. A tag of an exported
+// manager carries KORVANE_API like the manager itself.
 // Decisions: an empty type name is refused. releaseInstance and cleanUp drop the
 // manager's handles after releasing the lock, so the destructor of a released object
 // may use the manager again (cleanUp therefore takes the lock for its swap).
 
 #include <korvane/config/StringUtils.h>
 #include <korvane/core/Export.h>
+#include <korvane/core/Handles.h>
 #include <korvane/core/ManageableType.h>
 #include <korvane/core/ManagerInterface.h>
 #include <korvane/core/RefPtr.h>
@@ -35,8 +36,7 @@ namespace Korvane {
 template <class T, class Traits>
 class KORVANE_API Manager : public Internal::ManagerInterface, public Traits {
 public:
-    using Handle = typename Traits::Handle;
-    static_assert(std::is_base_of_v<RefPtr<T>, Handle>, "Traits::Handle must hold a T");
+    using Handle = typename HandleOf<T>::Type;
 
     // Drops the prototypes first, then the instances, under the lock. Handles held
     // elsewhere stay valid: their deleter does not refer to the manager.
@@ -244,7 +244,7 @@ bool Manager<T, Traits>::instanceMapInsert(std::string& name, const Handle& obje
 }
 
 template <class T, class Traits>
-typename Traits::Handle Manager<T, Traits>::enterCreatedPrivate(const Handle& object,
+typename Manager<T, Traits>::Handle Manager<T, Traits>::enterCreatedPrivate(const Handle& object,
                                                                const std::string& type,
                                                                std::string& name, bool unique) {
     if (object.isNull() || !instanceMapInsert(name, object, unique)) {

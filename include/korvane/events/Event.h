@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 namespace Korvane {
 
@@ -43,7 +44,9 @@ private:
 };
 
 // A property was written. Each value field is set only by its own setter; the
-// property type is left for the host to fill in.
+// property type is left for the host to fill in. Integers are kept as one 64-bit
+// signed and one 64-bit unsigned field: any integer type sets the field of its
+// signedness, so setValue(asInt()) and setValue(asUint()) round-trip.
 class KORVANE_API PropertyEvent : public Event {
 public:
     explicit PropertyEvent(const std::string& name) : Event(PropertyChanged), m_name(name) {}
@@ -58,12 +61,17 @@ public:
     double asFloat() const { return m_floating; }
     std::string asString() const { return m_text; }
 
-    void setValue(unsigned long long value) { m_unsigned = value; }
-    void setValue(long long value) { m_signed = value; }
+    template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
+    void setValue(Integer value) {
+        if constexpr (std::is_signed_v<Integer>)
+            m_signed = static_cast<std::int64_t>(value);
+        else
+            m_unsigned = static_cast<std::uint64_t>(value);
+    }
     void setValue(double value) { m_floating = value; }
     void setValue(const std::string& text) { m_text = text; }
     // An enumeration: its index and its value name together.
-    void setValue(unsigned long long index, const std::string& text) {
+    void setValue(std::uint64_t index, const std::string& text) {
         m_unsigned = index;
         m_text = text;
     }

@@ -33,9 +33,7 @@ namespace Korvane {
 
 namespace Internal {
 
-struct KORVANE_API ImageManagerTraits {
-    using Handle = ImgRefPtr;
-};
+struct KORVANE_API ImageManagerTraits {};
 
 }  // namespace Internal
 

@@ -14,9 +14,7 @@ namespace Korvane {
 
 namespace Internal {
 
-struct KORVANE_API LutManagerTraits {
-    using Handle = LutRefPtr;
-};
+struct KORVANE_API LutManagerTraits {};
 
 }  // namespace Internal
 

@@ -19,9 +19,7 @@
 namespace Korvane {
 
 namespace Internal {
-struct KORVANE_API LogManagerTraits {
-    using Handle = LogRefPtr;
-};
+struct KORVANE_API LogManagerTraits {};
 }  // namespace Internal
 
 class KORVANE_API LogManager : public Manager<Log, Internal::LogManagerTraits> {
