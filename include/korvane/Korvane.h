@@ -44,6 +44,7 @@
 #include <korvane/platform/DateTime.h>
 #include <korvane/platform/Dir.h>
 #include <korvane/platform/Mutex.h>
+#include <korvane/platform/SerialPort.h>
 #include <korvane/platform/Thread.h>
 #include <korvane/process/BufferSlotInterface.h>
 #include <korvane/process/ProcessInterface.h>
