@@ -34,6 +34,7 @@ constexpr long kWriteTotalConstant = 0;
 
 // dtrControl and rtsControl values with a meaning of their own here.
 constexpr std::uint32_t kLineLow = 0;
+constexpr std::uint32_t kLineHigh = 1;
 constexpr std::uint32_t kRtsHandshake = 2;
 
 #ifdef CMSPAR
@@ -225,8 +226,8 @@ bool lineFromText(const char* text, SerialConfig* line) {
     line->parity = static_cast<std::uint32_t>(parity - kParityLetters);
     line->stopBits = stopBits;
     line->parityCheck = line->parity != SerialConfig::parity_none;
-    line->dtrControl = 1;
-    line->rtsControl = 1;
+    line->dtrControl = kLineHigh;
+    line->rtsControl = kLineHigh;
     speed_t speed;
     tcflag_t flags;
     return speedOf(line->baudRate, &speed) && controlFlags(*line, &flags);
