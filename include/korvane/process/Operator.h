@@ -36,7 +36,8 @@
 // init, execute and cleanup must not stop their own process (stopProcess waits for the
 // very thread that calls it) nor change its operator lists.
 //
-// A minimal operator that passes images through unchanged:
+// A minimal operator that passes images through unchanged (it includes
+// <korvane/buffers/BufferTemplate.h> and <korvane/image/Image.h> beside this header):
 //
 //   class PassThrough : public Korvane::Operator {
 //   public:
