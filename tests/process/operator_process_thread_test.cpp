@@ -121,15 +121,6 @@ protected:
 
     Gate& gate() { return m_gates.emplace_back(); }
 
-    // The process name put into each message of expected.
-    static Lines named(Lines expected, const std::string& process) {
-        for (std::string& line : expected) {
-            const std::size_t at = line.find("%P");
-            if (at != std::string::npos) line.replace(at, 2, process);
-        }
-        return expected;
-    }
-
     static inline SystemLogRecorder* recorder = nullptr;
     OperatorManager* operators = OperatorManager::get();
     std::shared_ptr<Journal> journal = std::make_shared<Journal>();
@@ -203,7 +194,9 @@ TEST_F(OperatorRun, OperatorsRunLevelByLevelInTheOrderOfAddingAndCopySlotsOnlyWh
     OperatorRefPtr b = makeOperator("B", &typedB);
     OperatorRefPtr c = makeOperator("C");
     typedB->addBufferSlot("Slot", "Image", slot_input, "", true);
+    // Released from the manager, the process still runs for the handle's holder.
     OperatorProcessRefPtr process = makeProcess("Levels", 2);
+    ASSERT_TRUE(operators->releaseProcess("Levels"));
     process->addOperator(a, 1);
     process->addOperator(b, 0);
     process->addOperator(c, 1);
@@ -256,13 +249,13 @@ TEST_F(OperatorRun, EachFailureIsLoggedAndTheRunEndsWithEveryOperatorReleased) {
          5,
          [](ScriptedOperator& b) { b.addBufferSlot("Missing", "Image", slot_input, "", false); },
          {"ERROR      : OperatorProcess: Could not initialize buffers of operator [B]",
-          "ERROR      : Init failed of process [%P]"},
+          "ERROR      : Init failed of process [P]"},
          {"A.init", "A.cleanup", "B.cleanup", "C.cleanup"}},
         {"init",
          5,
          [](ScriptedOperator& b) { b.onInit = [] { return false; }; },
          {"ERROR      : OperatorProcess: Could not initialize operator [B]",
-          "ERROR      : Init failed of process [%P]"},
+          "ERROR      : Init failed of process [P]"},
          {"A.init", "B.init", "A.cleanup", "B.cleanup", "C.cleanup"}},
         // Without a limit: the failed iteration is the last, and C still ran in it.
         {"execute",
@@ -283,8 +276,7 @@ TEST_F(OperatorRun, EachFailureIsLoggedAndTheRunEndsWithEveryOperatorReleased) {
         SCOPED_TRACE(c.what);
         journal = std::make_shared<Journal>();
         operators->cleanUp();
-        const std::string processName = std::string("Failing") + c.what;
-        OperatorProcessRefPtr process = makeProcess(processName, c.maxIterations);
+        OperatorProcessRefPtr process = makeProcess("P", c.maxIterations);
         std::vector<ScriptedOperator*> typed(3);
         std::vector<OperatorRefPtr> ops;
         const char* names[] = {"A", "B", "C"};
@@ -299,54 +291,66 @@ TEST_F(OperatorRun, EachFailureIsLoggedAndTheRunEndsWithEveryOperatorReleased) {
         c.breakB(*typed[1]);
         process->startProcess();
         ASSERT_TRUE(ends(process));
-        EXPECT_EQ(recorder->messages(), named(c.messages, processName));
+        EXPECT_EQ(recorder->messages(), c.messages);
         EXPECT_EQ(journal->entries(), c.calls);
         for (ScriptedOperator* op : typed) EXPECT_TRUE(op->bufferSlot("In").isNull());
         EXPECT_TRUE(process->bufferSlotIds().empty());
+        operators->releaseProcess("P");
     }
 }
 
 // The operator's exception is logged with its name, every operator is cleaned up once,
-// and the process thread logs the exception again and ends the run.
+// and the process thread logs the exception again and ends the run. A is on level 0,
+// B on level 1; "MaxIterations" is 5.
 TEST_F(OperatorRun, AThrowingOperatorIsCleanedUpOnceAndEndsTheRun) {
+    using Call = std::function<bool()> ScriptedOperator::*;
     struct Case {
         const char* what;
+        Call call;
         std::function<bool()> thrower;
-        bool inInit;
         std::string message;
+        Lines calls;
     };
+    const Lines executeOnce = {"A.init", "B.init", "A.execute", "A.cleanup", "B.cleanup"};
     const Case cases[] = {
-        {"execute", []() -> bool { throw std::runtime_error("boom"); }, false, "boom"},
-        {"init", []() -> bool { throw std::logic_error("bad setup"); }, true, "bad setup"},
-        {"not standard", []() -> bool { throw 42; }, false, ""},
+        {"execute", &ScriptedOperator::onExecute,
+         []() -> bool { throw std::runtime_error("boom"); }, "boom", executeOnce},
+        {"not standard", &ScriptedOperator::onExecute, []() -> bool { throw 42; }, "", executeOnce},
+        {"init",
+         &ScriptedOperator::onInit,
+         []() -> bool { throw std::logic_error("bad setup"); },
+         "bad setup",
+         {"A.init", "A.cleanup", "B.cleanup"}},
+        // Thrown in the last cleanup: B is still cleaned up.
+        {"cleanup",
+         &ScriptedOperator::onCleanup,
+         []() -> bool { throw std::runtime_error("leak"); },
+         "leak",
+         {"A.init", "B.init", "A.execute", "B.execute", "A.execute", "B.execute", "A.execute",
+          "B.execute", "A.execute", "B.execute", "A.execute", "B.execute", "A.cleanup",
+          "B.cleanup"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         journal = std::make_shared<Journal>();
         operators->cleanUp();
-        const std::string processName =
-            std::string("Throwing") + (c.inInit ? "Init" : "") + std::to_string(c.message.size());
-        OperatorProcessRefPtr process = makeProcess(processName, 5);
+        OperatorProcessRefPtr process = makeProcess("P", 5);
         ScriptedOperator* typedA = nullptr;
-        ScriptedOperator* typedB = nullptr;
         OperatorRefPtr a = makeOperator("A", &typedA);
-        OperatorRefPtr b = makeOperator("B", &typedB);
+        OperatorRefPtr b = makeOperator("B");
         typedA->addBufferSlot("Slot", "Image", slot_input, "", true);
-        (c.inInit ? typedA->onInit : typedA->onExecute) = c.thrower;
+        typedA->*c.call = c.thrower;
         process->addOperator(a, 0);
         process->addOperator(b, 1);
         process->startProcess();
         ASSERT_TRUE(ends(process));
         EXPECT_EQ(recorder->messages(),
                   (Lines{"ERROR      : An exception occurred in operator [A] :" + c.message,
-                         "ERROR      : An exception occurred in process [" + processName +
-                             "] :" + c.message}));
-        const Lines calls = c.inInit
-                                ? Lines{"A.init", "A.cleanup", "B.cleanup"}
-                                : Lines{"A.init", "B.init", "A.execute", "A.cleanup", "B.cleanup"};
-        EXPECT_EQ(journal->entries(), calls);
+                         "ERROR      : An exception occurred in process [P] :" + c.message}));
+        EXPECT_EQ(journal->entries(), c.calls);
         EXPECT_TRUE(process->bufferSlotIds().empty());
-        EXPECT_EQ(process->iteration(), c.inInit ? 0 : 1);
+        EXPECT_TRUE(typedA->bufferSlot("Slot").isNull());
+        operators->releaseProcess("P");
     }
 }
 
@@ -378,18 +382,6 @@ TEST_F(OperatorRun, StopReleasesAnOperatorWaitingInAFifoAndTheProcessRunsAgain) 
     ImgRefPtr passed;
     ASSERT_TRUE(images(out).pop(passed));
     EXPECT_EQ(passed.rawPtr(), frame.rawPtr());
-}
-
-TEST_F(OperatorRun, AReleasedProcessStillRunsForItsHolder) {
-    OperatorProcessRefPtr process = makeProcess("Released", 3);
-    OperatorRefPtr a = makeOperator("A");
-    process->addOperator(a, 0);
-    ASSERT_TRUE(operators->releaseProcess("Released"));
-    process->startProcess();
-    ASSERT_TRUE(ends(process));
-    EXPECT_EQ(journal->entries(),
-              (Lines{"A.init", "A.execute", "A.execute", "A.execute", "A.cleanup"}));
-    EXPECT_EQ(recorder->messages(), Lines{});
 }
 
 TEST_F(OperatorRun, TheManagerAnnouncesOperatorsAndProcesses) {
