@@ -9,6 +9,7 @@
 #include <korvane/image/Image.h>
 #include <korvane/process/OperatorManager.h>
 
+#include <atomic>
 #include <functional>
 #include <list>
 #include <memory>
@@ -384,6 +385,40 @@ TEST_F(OperatorRun, StopReleasesAnOperatorWaitingInAFifoAndTheProcessRunsAgain) 
     EXPECT_EQ(passed.rawPtr(), frame.rawPtr());
 }
 
+// Repeated runs of a whole pipeline, each stopped while frames flow. The operator
+// process is stopped first: its stop aborts both FIFOs, so the source and the sink end
+// by themselves and no failure is logged.
+TEST_F(OperatorRun, APipelineStopsAndRestartsWhileFramesFlow) {
+    ProcessHandle source = makeSource(1000000);
+    ProcessHandle sink = makeSink(1000000);
+    std::atomic<int> counted{0};
+    ScriptedProcess* rawSink = sink.rawPtr();
+    sink->onSequence = [rawSink, &counted](unsigned long long) {
+        ImgRefPtr image;
+        if (!images(rawSink->bufferSlot("In")).pop(image)) return false;
+        counted.fetch_add(1);
+        return true;
+    };
+    OperatorProcessRefPtr process = makeProcess("Cycling", 1000000);
+    OperatorRefPtr pass = makePassThrough("Pass");
+    process->addOperator(pass, 0);
+    connect(source, "Out", pass, "In");
+    connect(pass, "Out", sink, "In");
+    for (int cycle = 0; cycle < 10; ++cycle) {
+        SCOPED_TRACE(cycle);
+        const int before = counted.load();
+        for (const ProcessHandle& plain : {sink, source}) plain->startProcess();
+        process->startProcess();
+        ASSERT_TRUE(eventually([&] { return counted.load() >= before + 100; }));
+        ASSERT_TRUE(stopProcessWithin(process));
+        ASSERT_TRUE(stopProcessWithin(source));
+        ASSERT_TRUE(stopProcessWithin(sink));
+        EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
+        EXPECT_TRUE(process->bufferSlotIds().empty());
+    }
+    EXPECT_EQ(recorder->messages(), Lines{});
+}
+
 TEST_F(OperatorRun, TheManagerAnnouncesOperatorsAndProcesses) {
     auto record = std::make_shared<EventRecord>();
     ASSERT_TRUE(EventManager::get()->setEventDispatcher(new RecordingDispatcher(record)));
@@ -394,7 +429,7 @@ TEST_F(OperatorRun, TheManagerAnnouncesOperatorsAndProcesses) {
     ASSERT_TRUE(operators->create("Pass", opName, false).isValid());
     ASSERT_TRUE(operators->releaseProcess("Announced"));
     EXPECT_FALSE(operators->releaseProcess("Announced"));
-    const bool arrived = record->waitForEvents(4);
+    const bool arrived = eventually([&] { return record->eventsOf<ManagerEvent>().size() >= 4; });
     EXPECT_TRUE(EventManager::get()->setEventDispatcher(nullptr));
     ASSERT_TRUE(arrived);
     std::vector<std::tuple<Event::Type, std::string, std::string>> seen;
