@@ -1,15 +1,12 @@
-// Operand records, the operator manager's tables of operators and processes, the levels
+// The operator manager's tables of operators and processes, the levels
 // of an operator process and the script manager, without running any process.
 
 #include <gtest/gtest.h>
-#include <korvane/image/Image.h>
-#include <korvane/process/Operand.h>
 #include <korvane/process/OperatorManager.h>
 #include <korvane/process/ScriptManager.h>
 
 #include <cstdlib>
 #include <ctime>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,10 +16,6 @@ using namespace Korvane;
 using KorvaneTest::PassThrough;
 
 namespace {
-
-ImgRefPtr makeImage() {
-    return ImgRefPtr(new Image(129, 2, 2), nullptr);
-}
 
 class IdleScript : public Script {
 public:
@@ -56,23 +49,6 @@ long long maxIterationsOf(const ScriptRefPtr& script) {
 }
 
 }  // namespace
-
-TEST(Operand, RecordsStartEmptyAndCopiesShareTheImages) {
-    MultiN_aryOperand many;
-    EXPECT_TRUE(many.inputs.empty() && many.results.empty());
-    BinaryOperand binary;
-    EXPECT_TRUE(binary.input1.isNull() && binary.input2.isNull() && binary.result.isNull());
-    binary.input1 = makeImage();
-    const BinaryOperand copy = binary;
-    EXPECT_EQ(copy.input1.rawPtr(), binary.input1.rawPtr());
-
-    // Destroyed through the root, a record lets its images go.
-    ImgRefPtr held = makeImage();
-    auto record = std::make_unique<InvN_aryOperand>();
-    record->results.push_back(held);
-    std::unique_ptr<Operand>(std::move(record)).reset();
-    EXPECT_EQ(held.referenceCount(), 1u);
-}
 
 TEST_F(Managers, CreateCopiesAnOperatorAndAnnouncesNothingOnFailure) {
     ASSERT_TRUE(operators->registerType("PassThrough", OperatorRefPtr(new PassThrough, nullptr)));
