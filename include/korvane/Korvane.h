@@ -46,5 +46,10 @@
 #include <korvane/platform/Mutex.h>
 #include <korvane/platform/Thread.h>
 #include <korvane/process/BufferSlotInterface.h>
+#include <korvane/process/CmdStatus.h>
+#include <korvane/process/Motion.h>
+#include <korvane/process/MotionManager.h>
 #include <korvane/process/ProcessInterface.h>
 #include <korvane/process/PtrWrapper.h>
+#include <korvane/process/Storage.h>
+#include <korvane/process/StorageManager.h>
