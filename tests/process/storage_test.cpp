@@ -237,11 +237,18 @@ TEST_F(StorageManagerTest, LoadingKeepsTheStorageInstanceAndSavingReleasesIt) {
     EXPECT_EQ(manager->instance("raw").rawPtr(), used.rawPtr());  // the same instance again
     EXPECT_EQ(manager->instanceCount(), 1u);
 
+    // A type name that is no valid instance name still finds its one instance.
+    add("r.a+w", new RecordingStorage("a+w", &journal, {"aw"}));
+    ASSERT_TRUE(manager->loadImage(image, "one.aw"));
+    ASSERT_TRUE(manager->loadImage(image, "two.aw"));
+    EXPECT_EQ(manager->instanceList(), (std::vector<std::string>{"a_w", "raw"}));
+    manager->releaseInstance("a_w");
+
     EXPECT_TRUE(manager->saveImage(image, "three.raw"));
     EXPECT_EQ(manager->instanceCount(), 0u);
     EXPECT_TRUE(manager->saveImage(image, "four.raw"));  // made anew, released again
     EXPECT_EQ(manager->instanceCount(), 0u);
-    EXPECT_EQ(journal.size(), 4u);
+    EXPECT_EQ(journal.size(), 6u);
 }
 
 TEST_F(StorageManagerTest, TheStoragesAnswerIsPassedOnAndImagesAreFoundByName) {
