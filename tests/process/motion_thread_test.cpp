@@ -16,9 +16,11 @@
 #include <atomic>
 #include <functional>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <numeric>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/BufferFixture.h"
@@ -418,4 +420,45 @@ TEST_F(MotionTest, TheManagerMakesNamedCopiesThatKeepTheCommandsButNotTheStatus)
         EXPECT_EQ(name, "");
     }
     motions->cleanUp();
+}
+
+TEST_F(MotionTest, SendersAndStatusReadersRaceStartsAndStopsSafely) {
+    MotionHandle motion = make();
+    motion->onExecute = [motion = motion.rawPtr()](const ObjectRefPtr&) {
+        motion->updateStatus("done", "");
+        return true;
+    };
+    // Shared with the senders, which end when the test ends, however it ends.
+    struct Shared {
+        std::atomic<bool> finished{false};
+        std::atomic<int> incomplete{0};  // statuses read without their "CommandName"
+    };
+    auto shared = std::make_shared<Shared>();
+    struct Finish {
+        ~Finish() { state->finished = true; }
+        std::shared_ptr<Shared> state;
+    } finish{shared};
+    std::vector<std::future<void>> threads;
+    for (int t = 0; t < 3; ++t) {
+        threads.push_back(KorvaneTest::startDetached([shared, motion] {
+            for (long long i = 0; !shared->finished.load(); ++i) {
+                motion->sendCommand(command(motion, i));
+                if (statusText(motion->queryStatus(), "CommandName") != "QueryStatus")
+                    shared->incomplete.fetch_add(1);
+                std::this_thread::yield();
+            }
+        }));
+    }
+    for (int run = 0; run < 2; ++run) {
+        motion->startProcess();
+        ASSERT_TRUE(reaches(motion, ProcessInterface::RunningIterating));
+        const std::size_t before = motion->executed().size();
+        ASSERT_TRUE(eventually([&] { return motion->executed().size() > before; }));
+        motion->stopProcess();
+    }
+    shared->finished = true;
+    for (auto& done : threads)
+        ASSERT_EQ(done.wait_for(kGenerousDeadline), std::future_status::ready);
+    EXPECT_EQ(shared->incomplete.load(), 0);
+    EXPECT_EQ(motion->closeCalls.load(), 2);
 }
