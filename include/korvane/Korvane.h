@@ -47,6 +47,9 @@
 #include <korvane/platform/SerialPort.h>
 #include <korvane/platform/Thread.h>
 #include <korvane/process/BufferSlotInterface.h>
+#include <korvane/process/CmdStatus.h>
+#include <korvane/process/Motion.h>
+#include <korvane/process/MotionManager.h>
 #include <korvane/process/Operand.h>
 #include <korvane/process/Operator.h>
 #include <korvane/process/OperatorManager.h>
@@ -55,3 +58,5 @@
 #include <korvane/process/PtrWrapper.h>
 #include <korvane/process/Script.h>
 #include <korvane/process/ScriptManager.h>
+#include <korvane/process/Storage.h>
+#include <korvane/process/StorageManager.h>
