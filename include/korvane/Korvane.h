@@ -52,6 +52,9 @@
 #include <korvane/plugins/PluginLoader.h>
 #include <korvane/plugins/PluginOrganizer.h>
 #include <korvane/process/BufferSlotInterface.h>
+#include <korvane/process/CmdStatus.h>
+#include <korvane/process/Motion.h>
+#include <korvane/process/MotionManager.h>
 #include <korvane/process/Operand.h>
 #include <korvane/process/Operator.h>
 #include <korvane/process/OperatorManager.h>
@@ -60,3 +63,5 @@
 #include <korvane/process/PtrWrapper.h>
 #include <korvane/process/Script.h>
 #include <korvane/process/ScriptManager.h>
+#include <korvane/process/Storage.h>
+#include <korvane/process/StorageManager.h>
