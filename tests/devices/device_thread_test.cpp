@@ -91,6 +91,16 @@ bool locksAreFree() {
     });
 }
 
+// Whether device->stop() returned within the deadline. The stopping thread borrows the
+// device, so that the test's own handle stays the last; should the stop hang, the device
+// is kept alive for that thread (leaked).
+bool stopsInTime(const DeviceRefPtr& device) {
+    Device* borrowed = device.rawPtr();
+    if (returnsInTime([borrowed] { borrowed->stop(); })) return true;
+    new DeviceRefPtr(device);
+    return false;
+}
+
 class DeviceThreads : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -210,7 +220,7 @@ TEST(ExampleCamera, DeliversFramesAndStopsWhilePushIsBlocked) {
         EXPECT_EQ(frame->width(), 2u);
         // The buffer holds two frames: the camera's next push blocks until the stop.
         ASSERT_TRUE(eventually([&] { return camera->framesDelivered() >= before + 3; }));
-        ASSERT_TRUE(returnsInTime([camera] { camera->stop(); }));
+        ASSERT_TRUE(stopsInTime(camera));
         EXPECT_FALSE(camera->isStarted());
     }
     EXPECT_TRUE(camera->stop());  // not started: nothing to do
