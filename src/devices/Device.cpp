@@ -1,6 +1,8 @@
 #include <korvane/devices/Device.h>
 #include <korvane/devices/FrameGrabberManager.h>
 
+#include "devices/LiveGrabberManager.h"
+
 namespace Korvane {
 
 Device::Device() : BufferSlotInterface("Device") {}
@@ -9,8 +11,9 @@ Device::Device(const Device& other) : BufferSlotInterface(other) {}
 
 Device::~Device() {
     // No other handle reaches a device that is being destroyed, so the maps need no lock.
-    if (m_frameGrabberMap.empty()) return;
-    FrameGrabberManager* grabbers = FrameGrabberManager::get();
+    // A device that outlives the manager at process exit has no records left to withdraw.
+    FrameGrabberManager* grabbers = Internal::liveFrameGrabberManager();
+    if (!grabbers) return;
     for (const auto& entry : m_frameGrabberMap) {
         grabbers->unregisterFrameGrabberAssignment(entry.second->name(), this);
     }

@@ -1,7 +1,10 @@
 #include <korvane/devices/FrameGrabberManager.h>
 #include <korvane/log/LogFunctions.h>
 
+#include <atomic>
 #include <memory>
+
+#include "devices/LiveGrabberManager.h"
 
 namespace Korvane {
 
@@ -17,16 +20,26 @@ std::string withCount(const std::string& format, std::size_t count) {
     return text;
 }
 
+// The singleton between the end of its construction and the start of its destruction.
+std::atomic<FrameGrabberManager*> live{nullptr};
+
 }  // namespace
+
+FrameGrabberManager* Internal::liveFrameGrabberManager() {
+    return live.load(std::memory_order_acquire);
+}
 
 FrameGrabberManager* FrameGrabberManager::get() {
     static FrameGrabberManager manager;
     return &manager;
 }
 
-FrameGrabberManager::FrameGrabberManager() = default;
+FrameGrabberManager::FrameGrabberManager() {
+    live.store(this, std::memory_order_release);
+}
 
 FrameGrabberManager::~FrameGrabberManager() {
+    live.store(nullptr, std::memory_order_release);
     MutexLock lock(&m_lock);
     m_detectors.clear();
 }

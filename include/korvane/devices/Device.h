@@ -104,8 +104,8 @@ class DeviceDetector;
 class KORVANE_API Device : public BufferSlotInterface {
 public:
     Device& operator=(const Device&) = delete;
-    // Withdraws the assignment of every attached grabber from the FrameGrabberManager,
-    // then drops the components.
+    // Withdraws the assignment of every attached grabber from the FrameGrabberManager
+    // (unless that manager is already gone at process exit), then drops the components.
     ~Device() override;
 
     // Named device features whose value type the host and the plug-in agree on; both

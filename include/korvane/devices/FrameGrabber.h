@@ -23,6 +23,7 @@
 //     class AcmeGrabber : public Korvane::FrameGrabber {
 //     public:
 //         AcmeGrabber() : FrameGrabber(false) {}
+//         AcmeGrabber(const AcmeGrabber& other) : FrameGrabber(other) {}  // a copy is closed
 //         std::string vendorName() const override { return "Acme"; }
 //         std::string modelName() const override { return "FG-1"; }
 //         Korvane::FrameGrabber* clone() const override { return new AcmeGrabber(*this); }
@@ -43,8 +44,6 @@
 //     private:
 //         std::atomic<bool> m_open{false};
 //     };
-//
-// (A grabber that holds std::atomic members writes its copy constructor out.)
 
 #include <korvane/core/Export.h>
 #include <korvane/core/Handles.h>
