@@ -49,7 +49,13 @@
 #include <korvane/process/CmdStatus.h>
 #include <korvane/process/Motion.h>
 #include <korvane/process/MotionManager.h>
+#include <korvane/process/Operand.h>
+#include <korvane/process/Operator.h>
+#include <korvane/process/OperatorManager.h>
+#include <korvane/process/OperatorProcess.h>
 #include <korvane/process/ProcessInterface.h>
 #include <korvane/process/PtrWrapper.h>
+#include <korvane/process/Script.h>
+#include <korvane/process/ScriptManager.h>
 #include <korvane/process/Storage.h>
 #include <korvane/process/StorageManager.h>
