@@ -1,0 +1,421 @@
+// Motion controllers: their commands, the command fifo between application threads and
+// the process thread, the status, the messages on "SystemLog" and the MotionManager.
+
+#include <gtest/gtest.h>
+#include <korvane/buffers/BufferManager.h>
+#include <korvane/buffers/FifoTemplate.h>
+#include <korvane/config/Registry.h>
+#include <korvane/log/Log.h>
+#include <korvane/log/LogFunctions.h>
+#include <korvane/log/LogManager.h>
+#include <korvane/process/CmdStatus.h>
+#include <korvane/process/Motion.h>
+#include <korvane/process/MotionManager.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "support/BufferFixture.h"
+#include "support/Deadline.h"
+#include "support/Detached.h"
+#include "support/RecordingWriter.h"
+#include "support/TempDir.h"
+#include "support/TestProcesses.h"
+
+using namespace Korvane;
+using KorvaneTest::eventually;
+using KorvaneTest::Gate;
+using KorvaneTest::kGenerousDeadline;
+using KorvaneTest::textOf;
+
+namespace {
+
+// The "Index" of a test command; -1 when it has none.
+long long indexOf(const ObjectRefPtr& command) {
+    long long index = -1;
+    if (command.isValid()) command->getProperty("Index", &index);
+    return index;
+}
+
+// A controller whose open and execute steps are functions set before it starts, and
+// which records the "Index" of every command it is given.
+class TestMotion : public Motion {
+public:
+    TestMotion() = default;
+    TestMotion(const TestMotion& other) : Motion(other) {}
+
+    Motion* createCopy() override { return failCopy ? nullptr : new TestMotion(*this); }
+
+    using Motion::addSupportedCommand;
+    using Motion::updateStatus;
+
+    std::function<bool()> onOpen = [] { return true; };
+    std::function<bool(const ObjectRefPtr&)> onExecute = [](const ObjectRefPtr&) { return true; };
+    bool failCopy = false;
+
+    std::vector<long long> executed() const {
+        std::lock_guard<std::mutex> lock(m_recordLock);
+        return m_executed;
+    }
+    std::atomic<int> openCalls{0};
+    std::atomic<int> closeCalls{0};
+
+protected:
+    bool openController() override {
+        openCalls.fetch_add(1);
+        return onOpen();
+    }
+    bool executeCommand(ObjectRefPtr command) override {
+        {
+            std::lock_guard<std::mutex> lock(m_recordLock);
+            m_executed.push_back(indexOf(command));
+        }
+        return onExecute(command);
+    }
+    void closeController() override { closeCalls.fetch_add(1); }
+
+private:
+    mutable std::mutex m_recordLock;  // guards m_executed
+    std::vector<long long> m_executed;
+};
+
+using MotionHandle = RefPtr<TestMotion>;
+
+// A "MoveTo" command prototype with a writable "Index".
+Object moveCommand() {
+    Object move;
+    move.addProperty("CommandName", std::string("MoveTo"), string_property, read_access);
+    move.addProperty("Index", 0LL, int64_property, read_write_access);
+    return move;
+}
+
+bool reaches(const MotionHandle& motion, ProcessInterface::StatusDetail detail) {
+    return eventually([&] { return motion->statusDetail() == detail; });
+}
+
+std::string statusText(const ObjectRefPtr& status, const char* property) {
+    return status.isValid() ? textOf(*status, property) : "<null>";
+}
+
+// Every motion made here is stopped at the end (gates opened first); the system log is
+// recorded, and written into a temporary directory rather than the build tree.
+class MotionTest : public KorvaneTest::BufferManagerFixture {
+protected:
+    static void SetUpTestSuite() {
+        logDirectory = new KorvaneTest::TempDir;
+        Registry::get()->setProperty("LOG_PATH", logDirectory->path() + "/");
+        recorder = new KorvaneTest::RecordingWriter;  // owned by the log's handle
+        LogWriterRefPtr writer(recorder, nullptr);
+        LogManager::get()->instance("SystemLog")->addWriter("Recorder", writer);
+    }
+    static void TearDownTestSuite() {
+        LogManager::get()->cleanUp();
+        delete logDirectory;
+    }
+
+    void TearDown() override {
+        for (Gate& gate : m_gates) gate.open();
+        for (const MotionHandle& motion : m_motions) {
+            auto stopped = KorvaneTest::startDetached([motion] { motion->stopProcess(); });
+            EXPECT_EQ(stopped.wait_for(kGenerousDeadline), std::future_status::ready);
+        }
+        BufferManagerFixture::TearDown();
+    }
+
+    MotionHandle make() {
+        MotionHandle motion(new TestMotion, nullptr);
+        motion->addSupportedCommand("MoveTo", moveCommand());
+        m_motions.push_back(motion);
+        return motion;
+    }
+
+    // Started and iterating, so that its command fifo exists.
+    MotionHandle makeRunning() {
+        MotionHandle motion = make();
+        motion->startProcess();
+        EXPECT_TRUE(reaches(motion, ProcessInterface::RunningIterating));
+        return motion;
+    }
+
+    static ObjectRefPtr command(const MotionHandle& motion, long long index) {
+        ObjectRefPtr made = motion->createCommand("MoveTo");
+        EXPECT_TRUE(made.isValid() && made->setProperty("Index", index));
+        return made;
+    }
+
+    Gate& gate() { return m_gates.emplace_back(); }
+
+    // Lines logged before this call are left out of errorLines (a test's first step).
+    void countErrorsFromHere() { m_firstLine = sync(); }
+    // The error lines since countErrorsFromHere that end in ": " + message. A marker
+    // logged first must arrive (the system log keeps the order of its items), so every
+    // line logged before the call is counted.
+    int errorLines(const std::string& message) {
+        const std::size_t end = sync();
+        const std::vector<std::string> lines = recorder->lines();
+        const std::string ending = ": " + message;
+        return static_cast<int>(std::count_if(
+            lines.begin() + static_cast<std::ptrdiff_t>(m_firstLine),
+            lines.begin() + static_cast<std::ptrdiff_t>(end), [&](const std::string& line) {
+                return line.rfind("ERROR      : ", 0) == 0 && line.size() >= ending.size() &&
+                       line.compare(line.size() - ending.size(), ending.size(), ending) == 0;
+            }));
+    }
+
+    static inline KorvaneTest::TempDir* logDirectory = nullptr;
+    static inline KorvaneTest::RecordingWriter* recorder = nullptr;
+
+private:
+    // Logs a marker and waits for it; answers the number of lines before it.
+    static std::size_t sync() {
+        static int markers = 0;
+        const std::string marker = "marker " + std::to_string(++markers);
+        korvLogInfo(marker.c_str());
+        std::size_t position = 0;
+        EXPECT_TRUE(eventually([&] {
+            const std::vector<std::string> lines = recorder->lines();
+            for (position = 0; position < lines.size(); ++position) {
+                if (lines[position].find(": " + marker) != std::string::npos) return true;
+            }
+            return false;
+        }));
+        return position;
+    }
+
+    std::size_t m_firstLine = 0;  // lines of earlier tests end before this one
+    std::vector<MotionHandle> m_motions;
+    std::list<Gate> m_gates;
+};
+
+}  // namespace
+
+TEST_F(MotionTest, ANewMotionSupportsQueryStatusAsACmdStatus) {
+    MotionHandle motion(new TestMotion, nullptr);
+    EXPECT_EQ(textOf(*motion, "ComponentType"), "Motion");
+    EXPECT_EQ(motion->commandList(), std::vector<std::string>{"QueryStatus"});
+    ObjectRefPtr query = motion->createCommand("QueryStatus");
+    ASSERT_TRUE(query.isValid());
+    EXPECT_NE(dynamic_cast<CmdStatus*>(query.rawPtr()), nullptr);
+    EXPECT_NE(motion->createCommand("QueryStatus").rawPtr(), query.rawPtr());
+    struct Expected {
+        const char* name;
+        AccessType access;
+        const char* value;
+        const char* description;
+    };
+    for (const Expected& e : {
+             Expected{"CommandName", read_access, "QueryStatus", "Query the current status."},
+             Expected{"Status", read_write_access, "", "Current status."},
+             Expected{"Message", read_write_access, "", "Additional message for current status."},
+         }) {
+        SCOPED_TRACE(e.name);
+        PropertyInfo info;
+        ASSERT_TRUE(query->propertyInfo(e.name, &info));
+        EXPECT_EQ(info.type, string_property);
+        EXPECT_EQ(info.access, e.access);
+        EXPECT_EQ(info.category, 0);
+        EXPECT_EQ(info.description, e.description);
+        EXPECT_EQ(textOf(*query, e.name), e.value);
+    }
+    EXPECT_EQ(query->propertyCount(), 3);
+    // The status of a motion that never ran is an empty CmdStatus, not a null handle.
+    EXPECT_EQ(statusText(motion->queryStatus(), "CommandName"), "QueryStatus");
+    EXPECT_EQ(statusText(motion->queryStatus(), "Status"), "");
+    for (const char* unknown : {"MoveTo", "", "querystatus"}) {
+        EXPECT_TRUE(motion->createCommand(unknown).isNull()) << unknown;
+    }
+}
+
+TEST_F(MotionTest, SupportedCommandsAreCopiesListedInNameOrderAndTheFirstEntryStays) {
+    MotionHandle motion = make();
+    Object other = moveCommand();
+    ASSERT_TRUE(other.setProperty("Index", 7LL));
+    motion->addSupportedCommand("MoveTo", other);
+    motion->addSupportedCommand("QueryStatus", other);
+    motion->addSupportedCommand("Abort", other);
+    ASSERT_TRUE(other.setProperty("Index", 9LL));
+    EXPECT_EQ(motion->commandList(), (std::vector<std::string>{"Abort", "MoveTo", "QueryStatus"}));
+    EXPECT_EQ(indexOf(motion->createCommand("MoveTo")), 0);
+    EXPECT_EQ(indexOf(motion->createCommand("Abort")), 7);
+    EXPECT_NE(dynamic_cast<CmdStatus*>(motion->createCommand("QueryStatus").rawPtr()), nullptr);
+}
+
+TEST_F(MotionTest, SendCommandOnAStoppedMotionChangesNoStatusAndNoBuffer) {
+    MotionHandle motion = make();
+    const ObjectRefPtr before = motion->queryStatus();
+    motion->sendCommand(command(motion, 1));
+    EXPECT_EQ(motion->queryStatus().rawPtr(), before.rawPtr());
+    EXPECT_EQ(statusText(before, "Status"), "");
+    EXPECT_EQ(manager->instanceCount(), 0u);
+    EXPECT_EQ(motion->openCalls.load(), 0);
+}
+
+TEST_F(MotionTest, TheCommandFifoIsANonBlockingObjectFifoOf32) {
+    MotionHandle motion = makeRunning();
+    EXPECT_EQ(motion->openCalls.load(), 1);
+    BufferRefPtr buffer = manager->instance("MotionCommandBuffer");
+    ASSERT_TRUE(buffer.isValid());
+    EXPECT_EQ(buffer->type(), "ObjectFifo");
+    EXPECT_EQ(buffer->maxSize(), 32);
+    EXPECT_EQ(textOf(*buffer, "PushBlock"), "Off");
+    EXPECT_EQ(textOf(*buffer, "PopBlock"), "Off");
+}
+
+TEST_F(MotionTest, SentCommandsShowPendingUntilTheControllerReportsAndRunOnePerPassInOrder) {
+    countErrorsFromHere();
+    MotionHandle motion = makeRunning();
+    Gate& release = gate();
+    std::atomic<bool> entered{false};
+    motion->onExecute = [&](const ObjectRefPtr& cmd) {
+        const long long index = indexOf(cmd);
+        if (index == 0) {
+            entered = true;
+            release.waitOpen();
+        }
+        motion->updateStatus("done", "moved " + std::to_string(index));
+        return index != 1;  // the controller rejects command 1
+    };
+    const ObjectRefPtr idle = motion->queryStatus();
+    motion->sendCommand(command(motion, 0));
+    const ObjectRefPtr pending = motion->queryStatus();
+    EXPECT_NE(pending.rawPtr(), idle.rawPtr());
+    EXPECT_EQ(statusText(idle, "Status"), "");  // replaced, not modified
+    EXPECT_EQ(statusText(pending, "Status"), "pending");
+    EXPECT_EQ(statusText(pending, "Message"), "command queued");
+    EXPECT_EQ(statusText(pending, "CommandName"), "QueryStatus");
+
+    ASSERT_TRUE(eventually([&] { return entered.load(); }));
+    EXPECT_EQ(motion->queryStatus().rawPtr(), pending.rawPtr());
+    motion->sendCommand(command(motion, 1));
+    motion->sendCommand(command(motion, 2));
+    release.open();
+    ASSERT_TRUE(eventually([&] { return motion->executed().size() == 3; }));
+    EXPECT_EQ(motion->executed(), (std::vector<long long>{0, 1, 2}));
+    EXPECT_TRUE(
+        eventually([&] { return statusText(motion->queryStatus(), "Message") == "moved 2"; }));
+    EXPECT_EQ(statusText(pending, "Status"), "pending");
+    EXPECT_EQ(errorLines("Motion controlled failed to execute command."), 1);
+}
+
+TEST_F(MotionTest, TheThirtyThirdCommandSentWhileTheControllerIsBusyIsDropped) {
+    MotionHandle motion = makeRunning();
+    Gate& release = gate();
+    std::atomic<bool> entered{false};
+    motion->onExecute = [&](const ObjectRefPtr&) {
+        if (!entered.exchange(true)) release.waitOpen();
+        return true;
+    };
+    motion->sendCommand(command(motion, 0));
+    ASSERT_TRUE(eventually([&] { return entered.load(); }));
+    // The controller holds command 0, so nothing leaves the fifo while 33 more arrive;
+    // a blocking push would keep the sender from finishing.
+    auto sent = KorvaneTest::startDetached([&, motion] {
+        for (long long index = 1; index <= 33; ++index) motion->sendCommand(command(motion, index));
+    });
+    ASSERT_EQ(sent.wait_for(kGenerousDeadline), std::future_status::ready);
+    BufferRefPtr buffer = manager->instance("MotionCommandBuffer");
+    ASSERT_TRUE(buffer.isValid());
+    EXPECT_EQ(buffer->size(), 32);
+    auto& fifo = dynamic_cast<FifoTemplate<ObjectRefPtr>&>(*buffer);
+    std::vector<long long> queued;
+    for (ObjectRefPtr item; fifo.pop(item);) queued.push_back(indexOf(item));
+    std::vector<long long> expected(32);
+    std::iota(expected.begin(), expected.end(), 1);
+    EXPECT_EQ(queued, expected);
+}
+
+TEST_F(MotionTest, StoppingDropsTheFifoButLeavesItRegisteredAndTheNextRunMakesAnother) {
+    MotionHandle motion = makeRunning();
+    motion->stopProcess();
+    EXPECT_EQ(motion->closeCalls.load(), 1);
+    EXPECT_EQ(manager->instanceList(), std::vector<std::string>{"MotionCommandBuffer"});
+    const ObjectRefPtr before = motion->queryStatus();
+    motion->sendCommand(command(motion, 1));
+    EXPECT_EQ(motion->queryStatus().rawPtr(), before.rawPtr());
+    EXPECT_EQ(manager->instance("MotionCommandBuffer")->size(), 0);
+
+    motion->startProcess();
+    ASSERT_TRUE(reaches(motion, ProcessInterface::RunningIterating));
+    const std::vector<std::string> buffers = manager->instanceList();
+    ASSERT_EQ(buffers.size(), 2u);
+    EXPECT_EQ(buffers[0], "MotionCommandBuffer");
+    EXPECT_EQ(buffers[1].rfind("MotionCommandBuffer", 0), 0u) << buffers[1];
+    EXPECT_EQ(motion->openCalls.load(), 2);
+}
+
+TEST_F(MotionTest, AControllerThatCannotOpenEndsTheRunAndIsStillClosed) {
+    countErrorsFromHere();
+    MotionHandle motion = make();
+    motion->onOpen = [] { return false; };
+    motion->startProcess();
+    ASSERT_TRUE(reaches(motion, ProcessInterface::StoppingDone));
+    EXPECT_EQ(motion->closeCalls.load(), 1);
+    motion->stopProcess();
+    EXPECT_EQ(errorLines("Init failed of process [" + motion->name() + "]"), 1);
+}
+
+TEST_F(MotionTest, WithoutAnObjectFifoInitFailsBeforeOpeningTheController) {
+    countErrorsFromHere();
+    // Keep the registered prototype aside, then take the type away.
+    std::string name = "saved";
+    BufferRefPtr saved = manager->create("ObjectFifo", 0, name, false);
+    ASSERT_TRUE(saved.isValid());
+    ASSERT_TRUE(manager->releaseInstance("saved"));
+    ASSERT_TRUE(manager->unregisterType("ObjectFifo"));
+
+    MotionHandle motion = make();
+    motion->startProcess();
+    EXPECT_TRUE(reaches(motion, ProcessInterface::StoppingDone));
+    motion->stopProcess();
+    EXPECT_EQ(errorLines("Motion object failed to create an ObjectFifo."), 1);
+
+    // A buffer of another element type under that name is no command fifo either.
+    name = "text";
+    BufferRefPtr text = manager->create("StringFifo", 0, name, false);
+    ASSERT_TRUE(manager->releaseInstance("text"));
+    ASSERT_TRUE(manager->registerType("ObjectFifo", text));
+    motion->startProcess();
+    EXPECT_TRUE(reaches(motion, ProcessInterface::StoppingDone));
+    motion->stopProcess();
+    EXPECT_EQ(errorLines("Motion object failed to create an ObjectFifo."), 1);
+    EXPECT_EQ(errorLines("Init failed of process [" + motion->name() + "]"), 2);
+    EXPECT_EQ(motion->openCalls.load(), 0);
+    EXPECT_EQ(motion->closeCalls.load(), 2);
+
+    ASSERT_TRUE(manager->unregisterType("ObjectFifo"));
+    ASSERT_TRUE(manager->registerType("ObjectFifo", saved));
+}
+
+TEST_F(MotionTest, TheManagerMakesNamedCopiesThatKeepTheCommandsButNotTheStatus) {
+    MotionManager* motions = MotionManager::get();
+    auto* stage = new TestMotion;  // owned by prototype
+    stage->addSupportedCommand("MoveTo", moveCommand());
+    MotionRefPtr prototype(stage, nullptr);
+    ASSERT_TRUE(motions->registerType("Stage", prototype));
+    std::string name = "Stage1";
+    MotionRefPtr copy = motions->create("Stage", name, true);
+    ASSERT_TRUE(copy.isValid());
+    EXPECT_EQ(name, "Stage1");
+    EXPECT_EQ(copy->type(), "Stage");
+    EXPECT_EQ(copy->commandList(), (std::vector<std::string>{"MoveTo", "QueryStatus"}));
+    EXPECT_NE(copy->queryStatus().rawPtr(), prototype->queryStatus().rawPtr());
+    name = "Stage1";
+    MotionRefPtr second = motions->create(copy, name, true);
+    ASSERT_TRUE(second.isValid());
+    EXPECT_NE(name, "Stage1");
+    EXPECT_EQ(second->type(), "Stage");
+
+    stage->failCopy = true;
+    for (const char* type : {"Stage", "NoSuchStage", static_cast<const char*>(nullptr)}) {
+        name = "x";
+        EXPECT_TRUE(motions->create(type, name, true).isNull()) << (type ? type : "null");
+        EXPECT_EQ(name, "");
+    }
+    motions->cleanUp();
+}

@@ -1,0 +1,294 @@
+// Storages: formats and the two extension rules, the StorageManager's choice of a
+// storage by extension and its instance lifecycle, and a storage that writes and
+// reads a real file.
+
+#include <gtest/gtest.h>
+#include <korvane/image/Image.h>
+#include <korvane/image/ImageManager.h>
+#include <korvane/process/Storage.h>
+#include <korvane/process/StorageManager.h>
+
+#include <algorithm>
+#include <fstream>
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/BufferFixture.h"
+#include "support/TempDir.h"
+
+using namespace Korvane;
+using KorvaneTest::textOf;
+
+namespace {
+
+// 8-bit grey PGM files, written as the header comment of Storage shows.
+class PgmStorage : public Storage {
+public:
+    PgmStorage() {
+        addLoadFormat("pgm");
+        addSaveFormat("pgm");
+    }
+    Storage* createCopy() override { return new PgmStorage(*this); }
+
+    bool save(ImgRefPtr image, const char* fileName) override {
+        if (image.isNull() || image->channelCount() != 1 || image->bitDepth() != 8) return false;
+        std::ofstream out(fileName, std::ios::binary);
+        out << "P5\n" << image->width() << ' ' << image->height() << "\n255\n";
+        image->write(out);
+        return bool(out);
+    }
+    bool load(ImgRefPtr& image, const char* fileName) override {
+        std::ifstream in(fileName, std::ios::binary);
+        std::string magic;
+        unsigned int width = 0, height = 0, maxValue = 0;
+        if (!(in >> magic >> width >> height >> maxValue) || magic != "P5") return false;
+        in.get();
+        image = ImageManager::get()->createAnonymous(129u, width, height, 1);
+        if (image.isNull()) return false;
+        image->read(in);
+        return bool(in);
+    }
+};
+
+// Formats given at construction; every call is appended to a journal (not owned) as
+// "<tag> load|save <file>". Its loads make a named 1 x 1 image, "Loaded" + a key.
+class RecordingStorage : public Storage {
+public:
+    RecordingStorage(std::string tag, std::vector<std::string>* journal,
+                     std::initializer_list<const char*> formats, bool answer = true)
+        : m_tag(std::move(tag)), m_journal(journal), m_answer(answer) {
+        for (const char* format : formats) {
+            addLoadFormat(format);
+            addSaveFormat(format);
+        }
+    }
+    Storage* createCopy() override { return new RecordingStorage(*this); }
+
+    bool save(ImgRefPtr, const char* fileName) override {
+        m_journal->push_back(m_tag + " save " + fileName);
+        return m_answer;
+    }
+    bool load(ImgRefPtr& image, const char* fileName) override {
+        m_journal->push_back(m_tag + " load " + fileName);
+        std::string name = "Loaded";
+        image = ImageManager::get()->create("uint8", 1, 1, name, true);
+        return m_answer;
+    }
+
+    using Storage::addLoadFormat;
+    using Storage::extension;
+    using Storage::removeLoadFormat;
+    using Storage::removeSaveFormat;
+
+private:
+    std::string m_tag;
+    std::vector<std::string>* m_journal;
+    bool m_answer;
+};
+
+StorageRefPtr handle(Storage* storage) {
+    return StorageRefPtr(storage, nullptr);
+}
+
+class StorageManagerTest : public ::testing::Test {
+protected:
+    void TearDown() override {
+        manager->cleanUp();
+        ImageManager::get()->cleanUp();
+    }
+
+    void add(const char* name, Storage* storage) {
+        ASSERT_TRUE(manager->registerType(name, handle(storage)));
+    }
+
+    StorageManager* manager = StorageManager::get();
+    std::vector<std::string> journal;
+};
+
+}  // namespace
+
+TEST(Storage, DeclaresTheSixPropertiesAndStartsWithoutFormats) {
+    RecordingStorage storage("s", nullptr, {});
+    EXPECT_EQ(textOf(storage, "ComponentType"), "Storage");
+    struct Expected {
+        const char* name;
+        PropertyType type;
+        AccessType access;
+        int category;
+        const char* description;
+    };
+    const char* deprecated = "Deprecated, do not use!";
+    for (const Expected& e : {
+             Expected{"ImageNr", int64_property, read_write_access, 0, deprecated},
+             Expected{"StreamSize", int64_property, read_access, 0, deprecated},
+             Expected{"CanRead", bool_property, read_access, 0, ""},
+             Expected{"CanWrite", bool_property, read_access, 0, ""},
+             Expected{"FrameId", uint32_property, read_write_access, 6,
+                      "Index number of the frame that will be read next."},
+             Expected{"FrameCount", uint32_property, read_access, 6,
+                      "Total number of frames in the current file."},
+         }) {
+        SCOPED_TRACE(e.name);
+        PropertyInfo info;
+        ASSERT_TRUE(storage.propertyInfo(e.name, &info));
+        EXPECT_EQ(info.type, e.type);
+        EXPECT_EQ(info.access, e.access);
+        EXPECT_EQ(info.category, e.category);
+        EXPECT_EQ(info.description, e.description);
+        unsigned long long value = 1;
+        long long signedValue = 1;
+        EXPECT_TRUE(storage.getProperty(e.name, &value) ||
+                    storage.getProperty(e.name, &signedValue));
+        EXPECT_EQ(value * static_cast<unsigned long long>(signedValue), 0u);
+    }
+    EXPECT_TRUE(storage.supportedLoadFormats().empty());
+    EXPECT_TRUE(storage.supportedSaveFormats().empty());
+}
+
+TEST(Storage, FormatsAreKeptAsGivenAndMatchTheLowerCasedExtension) {
+    RecordingStorage storage("s", nullptr, {"tif"});
+    storage.addLoadFormat("TIF");
+    storage.addLoadFormat("tif");
+    EXPECT_EQ(storage.supportedLoadFormats(), (std::vector<std::string>{"tif", "TIF", "tif"}));
+    const std::pair<const char*, bool> names[] = {
+        {"A.TIF", true},     {"a.tif", true}, {"dir/a.Tif", true}, {"a.tiff", false},
+        {"a.tif.gz", false}, {"tif", false},  {"a.", false},       {"", false},
+        {"a.b.TIF", true},   {".tif", true},  {nullptr, false},
+    };
+    for (const auto& [name, accepted] : names) {
+        SCOPED_TRACE(name ? name : "null");
+        EXPECT_EQ(storage.canLoad(name), accepted);
+        EXPECT_EQ(storage.canSave(name), accepted);
+    }
+    // Removing drops every equal entry of its own list only.
+    storage.removeLoadFormat("tif");
+    EXPECT_EQ(storage.supportedLoadFormats(), std::vector<std::string>{"TIF"});
+    EXPECT_FALSE(storage.canLoad("a.tif"));  // "TIF" never equals a lower-cased extension
+    EXPECT_TRUE(storage.canSave("a.tif"));
+    storage.removeSaveFormat("tif");
+    EXPECT_TRUE(storage.supportedSaveFormats().empty());
+}
+
+TEST(Storage, TheTwoExtensionRulesDifferOnShortEndingsAndSeparators) {
+    struct Case {
+        const char* name;
+        const char* ofStorage;  // at least two characters after the last "."
+        const char* ofManager;  // at least one, and no separator after it
+    };
+    for (const Case& c : {
+             Case{"a.b", "", "b"},
+             Case{"a.tif", "tif", "tif"},
+             Case{"dir.x/file", "x/file", ""},
+             Case{"dir.xy\\file", "xy\\file", ""},
+             Case{"noextension", "", ""},
+             Case{"a.", "", ""},
+             Case{"", "", ""},
+             Case{"a.b.TIFF", "TIFF", "TIFF"},
+         }) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(RecordingStorage::extension(c.name), c.ofStorage);
+        EXPECT_EQ(StorageManager::extension(c.name), c.ofManager);
+    }
+}
+
+TEST_F(StorageManagerTest, TypesAreTheLowerCasedTextAfterTheLastDot) {
+    add("Image.PNG", new RecordingStorage("png", &journal, {"png"}));
+    add("TIFF", new RecordingStorage("tiff", &journal, {"tif"}));
+    EXPECT_EQ(manager->typeList(), (std::vector<std::string>{"png", "tiff"}));
+    std::string name = "Writer";
+    StorageRefPtr png = manager->create("png", name, false);
+    ASSERT_TRUE(png.isValid());
+    EXPECT_EQ(png->type(), "png");
+    EXPECT_EQ(png->supportedSaveFormats(), std::vector<std::string>{"png"});
+    EXPECT_FALSE(manager->registerType("other.png", handle(new PgmStorage)));
+    EXPECT_FALSE(manager->registerType(nullptr, handle(new PgmStorage)));
+    EXPECT_FALSE(manager->registerType("Image.", handle(new PgmStorage)));
+}
+
+TEST_F(StorageManagerTest, TheFirstTypeInByteOrderThatAcceptsTheExtensionIsUsed) {
+    add("b", new RecordingStorage("b", &journal, {"raw", "dat"}));
+    add("a", new RecordingStorage("a", &journal, {"raw"}));
+    add("C", new RecordingStorage("c", &journal, {"dat", "bin"}));
+    ImgRefPtr image;
+    EXPECT_TRUE(manager->loadImage(image, "x.RAW"));
+    EXPECT_TRUE(manager->loadImage(image, "x.dat"));
+    EXPECT_TRUE(manager->saveImage(image, "x.bin"));
+    EXPECT_EQ(journal, (std::vector<std::string>{"a load x.RAW", "b load x.dat", "c save x.bin"}));
+    // No storage accepts these: nothing is called.
+    for (const char* file : {"x.png", "x", "dir.raw/x", "x.r"}) {
+        EXPECT_FALSE(manager->loadImage(image, file)) << file;
+        EXPECT_FALSE(manager->saveImage(image, file)) << file;
+    }
+    EXPECT_FALSE(manager->loadImage(image, nullptr));
+    EXPECT_FALSE(manager->saveImage(ImgRefPtr(), "x.raw"));
+    EXPECT_EQ(journal.size(), 3u);
+}
+
+TEST_F(StorageManagerTest, LoadingKeepsTheStorageInstanceAndSavingReleasesIt) {
+    add("raw", new RecordingStorage("raw", &journal, {"raw"}));
+    ImgRefPtr image;
+    ASSERT_TRUE(manager->loadImage(image, "one.raw"));
+    ASSERT_TRUE(image.isValid());
+    EXPECT_EQ(manager->instanceList(), std::vector<std::string>{"raw"});
+    StorageRefPtr used = manager->instance("raw");
+    ASSERT_TRUE(manager->loadImage(image, "two.raw"));
+    EXPECT_EQ(manager->instance("raw").rawPtr(), used.rawPtr());  // the same instance again
+    EXPECT_EQ(manager->instanceCount(), 1u);
+
+    EXPECT_TRUE(manager->saveImage(image, "three.raw"));
+    EXPECT_EQ(manager->instanceCount(), 0u);
+    EXPECT_TRUE(manager->saveImage(image, "four.raw"));  // made anew, released again
+    EXPECT_EQ(manager->instanceCount(), 0u);
+    EXPECT_EQ(journal.size(), 4u);
+}
+
+TEST_F(StorageManagerTest, TheStoragesAnswerIsPassedOnAndImagesAreFoundByName) {
+    add("bad", new RecordingStorage("bad", &journal, {"bad"}, false));
+    add("raw", new RecordingStorage("raw", &journal, {"raw"}));
+    std::string imageName = "unchanged";
+    EXPECT_TRUE(manager->loadImage(imageName, "a.raw"));
+    EXPECT_EQ(imageName.rfind("Loaded", 0), 0u) << imageName;
+    EXPECT_TRUE(ImageManager::get()->instance(imageName.c_str()).isValid());
+
+    EXPECT_TRUE(manager->saveImage(imageName.c_str(), "b.raw"));
+    EXPECT_FALSE(manager->saveImage(imageName.c_str(), "c.bad"));
+    EXPECT_FALSE(manager->saveImage("NoSuchImage", "d.raw"));
+    EXPECT_FALSE(manager->saveImage(static_cast<const char*>(nullptr), "e.raw"));
+    std::string failed = "unchanged";
+    EXPECT_FALSE(manager->loadImage(failed, "f.bad"));  // an image, but a failed load
+    EXPECT_EQ(failed.rfind("Loaded", 0), 0u) << failed;
+    failed = "unchanged";
+    EXPECT_FALSE(manager->loadImage(failed, "g.none"));
+    EXPECT_EQ(failed, "unchanged");
+    EXPECT_EQ(journal, (std::vector<std::string>{"raw load a.raw", "raw save b.raw",
+                                                 "bad save c.bad", "bad load f.bad"}));
+}
+
+TEST_F(StorageManagerTest, AStorageWritesAndReadsARealFile) {
+    KorvaneTest::TempDir directory;
+    add("Pgm", new PgmStorage);
+    ImgRefPtr image = ImageManager::get()->createAnonymous(129u, 3, 2, 1);
+    ASSERT_TRUE(image.isValid());
+    const std::string samples = {'\0', '\x01', '\x7f', '\x80', '\xfe', '\xff'};
+    std::copy(samples.begin(), samples.end(), image->rawBuffer());
+    const std::string file = directory.file("frame.PGM");
+    ASSERT_TRUE(manager->saveImage(image, file.c_str()));
+    EXPECT_EQ(KorvaneTest::readFile(file), "P5\n3 2\n255\n" + samples);
+
+    ImgRefPtr loaded;
+    ASSERT_TRUE(manager->loadImage(loaded, file.c_str()));
+    ASSERT_TRUE(loaded.isValid());
+    EXPECT_EQ(loaded->width(), 3u);
+    EXPECT_EQ(loaded->height(), 2u);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(loaded->rawBuffer()), samples.size()),
+              samples);
+    // A file that is not a PGM, and one that is missing, load nothing.
+    std::ofstream(directory.file("text.pgm")) << "hello";
+    for (const std::string& bad : {directory.file("text.pgm"), directory.file("missing.pgm")}) {
+        ImgRefPtr none;
+        EXPECT_FALSE(manager->loadImage(none, bad.c_str())) << bad;
+        EXPECT_TRUE(none.isNull());
+    }
+}
