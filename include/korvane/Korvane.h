@@ -23,6 +23,17 @@
 #include <korvane/core/PropertyTypes.h>
 #include <korvane/core/RefPtr.h>
 #include <korvane/core/Version.h>
+#include <korvane/devices/Device.h>
+#include <korvane/devices/DeviceDetector.h>
+#include <korvane/devices/DeviceManager.h>
+#include <korvane/devices/Display.h>
+#include <korvane/devices/DisplayManager.h>
+#include <korvane/devices/FrameGrabber.h>
+#include <korvane/devices/FrameGrabberDetector.h>
+#include <korvane/devices/FrameGrabberManager.h>
+#include <korvane/devices/HeaderGenerator.h>
+#include <korvane/devices/HwComponent.h>
+#include <korvane/devices/VendorConfig.h>
 #include <korvane/events/Event.h>
 #include <korvane/events/EventDispatcher.h>
 #include <korvane/events/EventGenerator.h>

@@ -104,6 +104,12 @@ protected:
     std::vector<std::string> instanceListPrivate(const std::string& type) const;
     std::vector<std::string> instanceListPrivate() const;
     std::size_t instanceCountPrivate() const;
+    // Enters prototype under type without setting its Type and without an event, for
+    // managers whose types arrive through another manager; false when type is taken.
+    bool insertTypePrivate(const std::string& type, const Handle& prototype);
+    // Empties the instance table without an event; for clear operations, which run
+    // while no other thread uses the manager.
+    void clearInstancesPrivate();
 
     // Guards m_types and m_instances. Concrete managers hold it across a whole create.
     mutable Mutex m_lock;
@@ -331,6 +337,16 @@ std::vector<std::string> Manager<T, Traits>::instanceListPrivate() const {
 template <class T, class Traits>
 std::size_t Manager<T, Traits>::instanceCountPrivate() const {
     return m_instances.size();
+}
+
+template <class T, class Traits>
+bool Manager<T, Traits>::insertTypePrivate(const std::string& type, const Handle& prototype) {
+    return m_types.emplace(type, prototype).second;
+}
+
+template <class T, class Traits>
+void Manager<T, Traits>::clearInstancesPrivate() {
+    m_instances.clear();
 }
 
 // ---- private --------------------------------------------------------------------------

@@ -1,0 +1,7 @@
+#include <korvane/devices/HeaderGenerator.h>
+
+namespace Korvane {
+
+HeaderGenerator::~HeaderGenerator() = default;
+
+}  // namespace Korvane
