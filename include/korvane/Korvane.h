@@ -56,6 +56,12 @@
 #include <korvane/platform/Dir.h>
 #include <korvane/platform/Mutex.h>
 #include <korvane/platform/Thread.h>
+#include <korvane/plugins/ComponentType.h>
+#include <korvane/plugins/Library.h>
+#include <korvane/plugins/PluginEntry.h>
+#include <korvane/plugins/PluginInfo.h>
+#include <korvane/plugins/PluginLoader.h>
+#include <korvane/plugins/PluginOrganizer.h>
 #include <korvane/process/BufferSlotInterface.h>
 #include <korvane/process/CmdStatus.h>
 #include <korvane/process/Motion.h>
