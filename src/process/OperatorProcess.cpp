@@ -21,6 +21,7 @@ __attribute__((noinline, no_sanitize("null"))) std::exception_ptr callOperator(O
                                                                                Call call,
                                                                                bool& ok) {
     std::string message;
+    std::exception_ptr thrown;
     try {
         ok = call();
         return nullptr;
@@ -28,10 +29,12 @@ __attribute__((noinline, no_sanitize("null"))) std::exception_ptr callOperator(O
         throw;
     } catch (const std::exception& e) {
         message = e.what();
+        thrown = std::current_exception();
     } catch (...) {
+        thrown = std::current_exception();
     }
     korvLogError("An exception occurred in operator [" + op.name() + "] :" + message);
-    return std::current_exception();
+    return thrown;
 }
 
 }  // namespace

@@ -26,17 +26,21 @@
 //               failed: the process logs it (unless it is stopping), still runs the
 //               other operators of this iteration, and then ends its loop.
 //   cleanup     Called once at the end of every run on the process thread, also after
-//               a failed init (so it must cope with a half-made init). Release what
-//               init and execute acquired; the slots are unbound after it returns.
-//               False is logged as "OperatorProcess: Could not cleanup operator [name]".
+//               a failed init, even when this operator's own init was not called
+//               because an earlier one failed: it must cope with a half-made init.
+//               Release what init and execute acquired; the slots are unbound after it
+//               returns. False is logged as "OperatorProcess: Could not cleanup
+//               operator [name]".
 //   help        One line that says what the operator does, for hosts and tools. The
 //               core never calls it; any thread may.
-// Exceptions: a standard exception thrown from execute is logged with the operator's
-// name, the process calls cleanup once and ends the run. Do not rely on it for control.
+// Exceptions: an exception thrown from init, execute or cleanup is logged with the
+// operator's name ("An exception occurred in operator [name] :" and its message); the
+// process then cleans up every operator once and ends the run. Do not use it for control.
 // init, execute and cleanup must not stop their own process (stopProcess waits for the
 // very thread that calls it) nor change its operator lists.
 //
-// A minimal operator that passes images through unchanged:
+// A minimal operator that passes images through unchanged (it includes
+// <korvane/buffers/BufferTemplate.h> and <korvane/image/Image.h> beside this header):
 //
 //   class PassThrough : public Korvane::Operator {
 //   public:

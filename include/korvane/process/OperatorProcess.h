@@ -11,6 +11,11 @@
 // notifyAndAbortAllBuffers is also called by the thread that stops the process.
 // While running, the slot map holds a copy of every operator's slots under the
 // operator's name followed by the slot id; it is empty before and after a run.
+//
+// Decisions: an exception from an operator's init or cleanup is treated like one from
+// its execute (logged with the operator's name, every operator cleaned up once, then
+// passed on to the process thread), so that no operator stays bound after any
+// exception; exceptions that are not standard ones are logged with an empty message.
 
 #include <korvane/core/Export.h>
 #include <korvane/core/Handles.h>
