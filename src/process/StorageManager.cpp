@@ -109,9 +109,14 @@ std::string StorageManager::typeForPrivate(const char* fileName, bool forSaving)
 }
 
 StorageRefPtr StorageManager::storageOfTypePrivate(const std::string& type) {
-    StorageRefPtr storage = instancePrivate(type);
-    if (storage.isValid()) return storage;
+    // The type as the instance map spells names, so that the next call finds it.
     std::string name = type;
+    const std::string alphabet = allowedCharactersInName();
+    for (char& c : name) {
+        if (alphabet.find(c) == std::string::npos) c = '_';
+    }
+    StorageRefPtr storage = instancePrivate(name);
+    if (storage.isValid()) return storage;
     return createPrivate(prototypePrivate(type), type, name, false);
 }
 

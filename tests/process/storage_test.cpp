@@ -12,6 +12,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -109,42 +110,34 @@ protected:
 
 }  // namespace
 
-TEST(Storage, DeclaresTheSixPropertiesAndStartsWithoutFormats) {
+TEST(Storage, DeclaresTheSixPropertiesAtZeroAndStartsWithoutFormats) {
     RecordingStorage storage("s", nullptr, {});
     EXPECT_EQ(textOf(storage, "ComponentType"), "Storage");
-    struct Expected {
-        const char* name;
-        PropertyType type;
-        AccessType access;
-        int category;
-        const char* description;
-    };
     const char* deprecated = "Deprecated, do not use!";
-    for (const Expected& e : {
-             Expected{"ImageNr", int64_property, read_write_access, 0, deprecated},
-             Expected{"StreamSize", int64_property, read_access, 0, deprecated},
-             Expected{"CanRead", bool_property, read_access, 0, ""},
-             Expected{"CanWrite", bool_property, read_access, 0, ""},
-             Expected{"FrameId", uint32_property, read_write_access, 6,
-                      "Index number of the frame that will be read next."},
-             Expected{"FrameCount", uint32_property, read_access, 6,
-                      "Total number of frames in the current file."},
-         }) {
-        SCOPED_TRACE(e.name);
+    const std::tuple<const char*, PropertyType, AccessType, int, const char*> expected[] = {
+        {"ImageNr", int64_property, read_write_access, 0, deprecated},
+        {"StreamSize", int64_property, read_access, 0, deprecated},
+        {"CanRead", bool_property, read_access, 0, ""},
+        {"CanWrite", bool_property, read_access, 0, ""},
+        {"FrameId", uint32_property, read_write_access, 6,
+         "Index number of the frame that will be read next."},
+        {"FrameCount", uint32_property, read_access, 6,
+         "Total number of frames in the current file."},
+    };
+    for (const auto& [name, type, access, category, description] : expected) {
         PropertyInfo info;
-        ASSERT_TRUE(storage.propertyInfo(e.name, &info));
-        EXPECT_EQ(info.type, e.type);
-        EXPECT_EQ(info.access, e.access);
-        EXPECT_EQ(info.category, e.category);
-        EXPECT_EQ(info.description, e.description);
-        unsigned long long value = 1;
-        long long signedValue = 1;
-        EXPECT_TRUE(storage.getProperty(e.name, &value) ||
-                    storage.getProperty(e.name, &signedValue));
-        EXPECT_EQ(value * static_cast<unsigned long long>(signedValue), 0u);
+        ASSERT_TRUE(storage.propertyInfo(name, &info)) << name;
+        EXPECT_TRUE(info.type == type && info.access == access && info.category == category)
+            << name;
+        EXPECT_EQ(info.description, description);
+        double value = 1;
+        long long signedValue = 0;
+        unsigned long long unsignedValue = 0;
+        if (storage.getProperty(name, &signedValue)) value = double(signedValue);
+        if (storage.getProperty(name, &unsignedValue)) value = double(unsignedValue);
+        EXPECT_EQ(value, 0.0) << name;
     }
-    EXPECT_TRUE(storage.supportedLoadFormats().empty());
-    EXPECT_TRUE(storage.supportedSaveFormats().empty());
+    EXPECT_TRUE(storage.supportedLoadFormats().empty() && storage.supportedSaveFormats().empty());
 }
 
 TEST(Storage, FormatsAreKeptAsGivenAndMatchTheLowerCasedExtension) {
@@ -193,26 +186,17 @@ TEST(Storage, TheTwoExtensionRulesDifferOnShortEndingsAndSeparators) {
     }
 }
 
-TEST_F(StorageManagerTest, TypesAreTheLowerCasedTextAfterTheLastDot) {
-    add("Image.PNG", new RecordingStorage("png", &journal, {"png"}));
-    add("TIFF", new RecordingStorage("tiff", &journal, {"tif"}));
-    EXPECT_EQ(manager->typeList(), (std::vector<std::string>{"png", "tiff"}));
-    std::string name = "Writer";
-    StorageRefPtr png = manager->create("png", name, false);
-    ASSERT_TRUE(png.isValid());
-    EXPECT_EQ(png->type(), "png");
-    EXPECT_EQ(png->supportedSaveFormats(), std::vector<std::string>{"png"});
-    EXPECT_FALSE(manager->registerType("other.png", handle(new PgmStorage)));
+TEST_F(StorageManagerTest, TypesAreLowerCasedAndTheFirstInByteOrderThatAcceptsTheFileIsUsed) {
+    add("b", new RecordingStorage("b", &journal, {"raw", "dat"}));
+    add("Image.A", new RecordingStorage("a", &journal, {"raw"}));
+    add("C", new RecordingStorage("c", &journal, {"dat", "bin"}));
+    EXPECT_EQ(manager->typeList(), (std::vector<std::string>{"a", "b", "c"}));
+    EXPECT_FALSE(manager->registerType("other.a", handle(new PgmStorage)));
     EXPECT_FALSE(manager->registerType(nullptr, handle(new PgmStorage)));
     EXPECT_FALSE(manager->registerType("Image.", handle(new PgmStorage)));
-}
-
-TEST_F(StorageManagerTest, TheFirstTypeInByteOrderThatAcceptsTheExtensionIsUsed) {
-    add("b", new RecordingStorage("b", &journal, {"raw", "dat"}));
-    add("a", new RecordingStorage("a", &journal, {"raw"}));
-    add("C", new RecordingStorage("c", &journal, {"dat", "bin"}));
     ImgRefPtr image;
     EXPECT_TRUE(manager->loadImage(image, "x.RAW"));
+    EXPECT_EQ(manager->instance("a")->type(), "a");
     EXPECT_TRUE(manager->loadImage(image, "x.dat"));
     EXPECT_TRUE(manager->saveImage(image, "x.bin"));
     EXPECT_EQ(journal, (std::vector<std::string>{"a load x.RAW", "b load x.dat", "c save x.bin"}));
@@ -237,11 +221,18 @@ TEST_F(StorageManagerTest, LoadingKeepsTheStorageInstanceAndSavingReleasesIt) {
     EXPECT_EQ(manager->instance("raw").rawPtr(), used.rawPtr());  // the same instance again
     EXPECT_EQ(manager->instanceCount(), 1u);
 
+    // A type name that is no valid instance name still finds its one instance.
+    add("r.a+w", new RecordingStorage("a+w", &journal, {"aw"}));
+    ASSERT_TRUE(manager->loadImage(image, "one.aw"));
+    ASSERT_TRUE(manager->loadImage(image, "two.aw"));
+    EXPECT_EQ(manager->instanceList(), (std::vector<std::string>{"a_w", "raw"}));
+    manager->releaseInstance("a_w");
+
     EXPECT_TRUE(manager->saveImage(image, "three.raw"));
     EXPECT_EQ(manager->instanceCount(), 0u);
     EXPECT_TRUE(manager->saveImage(image, "four.raw"));  // made anew, released again
     EXPECT_EQ(manager->instanceCount(), 0u);
-    EXPECT_EQ(journal.size(), 4u);
+    EXPECT_EQ(journal.size(), 6u);
 }
 
 TEST_F(StorageManagerTest, TheStoragesAnswerIsPassedOnAndImagesAreFoundByName) {

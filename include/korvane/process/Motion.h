@@ -109,9 +109,10 @@ protected:
     // process [name]" is logged) and closeController is still called.
     virtual bool openController() = 0;
     // Called on the process thread for each command taken from the fifo, one per pass;
-    // the next pass starts 250 ms after this returns. The command is a copy made by
-    // createCommand (check its "CommandName"); it may block until the motion ends,
-    // which delays the following commands and a stop. Report progress with
+    // the next pass starts 250 ms after this returns. The command is the object the
+    // application sent, normally a createCommand copy (check its "CommandName"). It
+    // may block until the motion ends, which delays the following commands and a stop
+    // (a thread that has not ended 10 s after stopProcess is destroyed). Report progress with
     // updateStatus. Answer false if the command was rejected or failed: the core logs
     // "Motion controlled failed to execute command." and goes on with the next one.
     // An exception ends the run without closeController: catch your own.

@@ -70,7 +70,8 @@ private:
     // The first type whose prototype accepts fileName for loading (saving); empty when
     // none does. The caller holds m_lock.
     std::string typeForPrivate(const char* fileName, bool forSaving) const;
-    // The instance named like type, created if there is none. The caller holds m_lock.
+    // The instance named like type (its characters outside the instance-name alphabet
+    // read as "_"), created if there is none. The caller holds m_lock.
     StorageRefPtr storageOfTypePrivate(const std::string& type);
 };
 
