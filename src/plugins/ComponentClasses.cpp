@@ -9,6 +9,14 @@
 #include <korvane/log/Log.h>
 #include <korvane/log/LogManager.h>
 #include <korvane/log/LogWriter.h>
+#include <korvane/process/Motion.h>
+#include <korvane/process/MotionManager.h>
+#include <korvane/process/Operator.h>
+#include <korvane/process/OperatorManager.h>
+#include <korvane/process/Script.h>
+#include <korvane/process/ScriptManager.h>
+#include <korvane/process/Storage.h>
+#include <korvane/process/StorageManager.h>
 
 #include <algorithm>
 
@@ -36,6 +44,10 @@ std::vector<ComponentClass> makeTable() {
         {ComponentType::LogWriter, 8, &isInstanceOf<LogWriter>, &registerWriter, &unregisterWriter,
          &makeManager<LogManager>},
         managedClass<Lut, LutManager>(ComponentType::Lut, 9),
+        managedClass<Motion, MotionManager>(ComponentType::Motion, 10),
+        managedClass<Operator, OperatorManager>(ComponentType::Operator, 11),
+        managedClass<Script, ScriptManager>(ComponentType::Script, 12),
+        managedClass<Storage, StorageManager>(ComponentType::Storage, 13),
     };
 }
 

@@ -3,7 +3,11 @@
 // an object of the class, how to register it with its manager and how to unregister
 // it. The table in ComponentClasses.cpp is in the order in which install() and
 // uninstall() look for an object's class; typeTestRank gives the different order in
-// which components() tells an object's kind. Adding a class is one line there.
+// which components() tells an object's kind. Adding a class is one line there:
+// managedClass<T, M>(type, rank) for a class registered with registerType of its manager
+// M, or a braced entry with functions of its own (LogWriter shows how); a class that has
+// no kind of its own takes Device as type and -1 as rank, placed after the Device
+// entry so that classOfType(Device) still finds Device.
 
 #include <korvane/core/Handles.h>
 #include <korvane/core/ManageableType.h>

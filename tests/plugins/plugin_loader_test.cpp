@@ -13,6 +13,10 @@
 #include <korvane/plugins/Library.h>
 #include <korvane/plugins/PluginEntry.h>
 #include <korvane/plugins/PluginLoader.h>
+#include <korvane/process/MotionManager.h>
+#include <korvane/process/OperatorManager.h>
+#include <korvane/process/ScriptManager.h>
+#include <korvane/process/StorageManager.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -216,13 +220,21 @@ TEST_F(LoaderCase, InstallsEveryComponentAndTakesThemOutAgain) {
                     {ComponentType::Image, "TestImage"},
                     {ComponentType::Log, "TestLog"},
                     {ComponentType::LogWriter, "TestWriter"},
-                    {ComponentType::Lut, "TestGrey8"}};
+                    {ComponentType::Lut, "TestGrey8"},
+                    {ComponentType::Motion, "TestMotion"},
+                    {ComponentType::Operator, "TestOperator"},
+                    {ComponentType::Script, "TestScript"},
+                    {ComponentType::Storage, "tst"}};
     EXPECT_EQ(organizer->installedComponents(), all);
     auto everyComponentIs = [&](bool registered) {
         EXPECT_EQ(BufferManager::get()->typeExists("TestStringFifo"), registered);
         EXPECT_EQ(ImageManager::get()->typeExists("TestImage"), registered);
         EXPECT_EQ(LogManager::get()->typeExists("TestLog"), registered);
         EXPECT_EQ(LogManager::get()->writer("TestWriter").isValid(), registered);
+        EXPECT_EQ(MotionManager::get()->typeExists("TestMotion"), registered);
+        EXPECT_EQ(OperatorManager::get()->typeExists("TestOperator"), registered);
+        EXPECT_EQ(ScriptManager::get()->typeExists("TestScript"), registered);
+        EXPECT_EQ(StorageManager::get()->typeExists("tst"), registered);
     };
     everyComponentIs(true);
     EXPECT_TRUE(lutRegistered("TestGrey8"));

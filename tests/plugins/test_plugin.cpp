@@ -10,7 +10,7 @@
 //   KT_NULL_ORGANIZER        korvPluginOrganizer answers null
 //   KT_INIT_THROWS           korvPluginInit throws
 //   KT_UNRESOLVED            needs a symbol nobody defines, so it cannot be opened
-//   KT_COMPONENTS            1: one of each existing class, 2: a Lut twice and an Image,
+//   KT_COMPONENTS            1: one of each class the core installs, 2: a Lut twice and an Image,
 //                            otherwise one Lut called KT_LUT
 
 #include <korvane/buffers/FifoTemplate.h>
@@ -19,6 +19,10 @@
 #include <korvane/log/Log.h>
 #include <korvane/log/LogWriter.h>
 #include <korvane/plugins/PluginEntry.h>
+#include <korvane/process/Motion.h>
+#include <korvane/process/Operator.h>
+#include <korvane/process/Script.h>
+#include <korvane/process/Storage.h>
 
 #include <stdexcept>
 #include <string>
@@ -47,6 +51,42 @@ class TestWriter : public LogWriter {
 public:
     void write(const LogItemInterface&) override {}
     LogWriter* createCopy() override { return new TestWriter; }
+};
+
+class TestOperator : public Operator {
+public:
+    Operator* createCopy() override { return new TestOperator(*this); }
+    bool init() override { return true; }
+    bool execute() override { return true; }
+    bool cleanup() override { return true; }
+    std::string help() const override { return "does nothing"; }
+};
+
+class TestScript : public Script {
+public:
+    Script* createCopy() override { return new TestScript(*this); }
+
+protected:
+    bool init() override { return true; }
+    bool sequence(unsigned long long) override { return false; }
+    bool cleanup() override { return true; }
+};
+
+class TestMotion : public Motion {
+public:
+    Motion* createCopy() override { return new TestMotion(*this); }
+
+protected:
+    bool openController() override { return true; }
+    bool executeCommand(ObjectRefPtr) override { return true; }
+    void closeController() override {}
+};
+
+class TestStorage : public Storage {
+public:
+    Storage* createCopy() override { return new TestStorage(*this); }
+    bool save(ImgRefPtr, const char*) override { return false; }
+    bool load(ImgRefPtr&, const char*) override { return false; }
 };
 
 [[maybe_unused]] PluginInfo makeInfo() {
@@ -88,6 +128,10 @@ void korvPluginInit(PluginOrganizer* organizer) {
     organizer->addComponent("TestLog", new Log, nullptr);
     organizer->addComponent("TestWriter", new TestWriter, nullptr);
     organizer->addComponent("TestGrey8", new LutGrey8, nullptr);
+    organizer->addComponent("TestMotion", new TestMotion, nullptr);
+    organizer->addComponent("TestOperator", new TestOperator, nullptr);
+    organizer->addComponent("TestScript", new TestScript, nullptr);
+    organizer->addComponent("tst", new TestStorage, nullptr);
 #elif KT_COMPONENTS == 2
     organizer->addComponent("PartialLut", new LutGrey8, nullptr);
     organizer->addComponent("PartialLut", new LutGrey8, nullptr);

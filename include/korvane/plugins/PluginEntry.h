@@ -47,10 +47,11 @@ using PluginOrganizerFunction = PluginOrganizer* (*)();
 using PluginInitFunction = void (*)(PluginOrganizer*);
 
 // The info of a plug-in built against this core: its name, version and texts with the
-// core's build record and version filled in.
+// core's build record and version filled in. The build time is free text, for example
+// __DATE__ " " __TIME__ (left out by default, so that builds stay reproducible).
 inline PluginInfo pluginInfo(const std::string& name, const Version& version,
                              const std::string& description, const std::string& licenseText,
-                             const std::string& buildDateTime = __DATE__ " " __TIME__) {
+                             const std::string& buildDateTime = std::string()) {
     return PluginInfo(
         name, version,
         Version(BuildRecord::coreMajor, BuildRecord::coreMinor, BuildRecord::corePatch),

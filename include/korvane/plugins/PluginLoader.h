@@ -12,6 +12,7 @@
 // loadPluginFile are caught as loadAll catches them, so that no module can take the host
 // down; loadPluginFile records the module file in the plug-in's info as loadAll does.
 // The loader's constructor makes the managers it installs into, so they outlive it.
+// Every miss of loadPluginFile rescans the search path; rescans are not limited.
 // loadReport() answers "why is my plug-in not there" for every module file seen.
 
 #include <korvane/core/Export.h>
