@@ -3,6 +3,8 @@
 #include <korvane/devices/FrameGrabberManager.h>
 #include <korvane/log/LogFunctions.h>
 #include <korvane/log/LogString.h>
+#include <korvane/plugins/ComponentType.h>
+#include <korvane/plugins/PluginLoader.h>
 
 #include <algorithm>
 #include <boost/algorithm/string/classification.hpp>
@@ -133,6 +135,9 @@ bool DeviceManager::registerDetector(const std::string& name, DeviceDetectorRefP
     }
     if (!sameOrNewer(detector->version(), it->second->version())) return true;
     replaced = it->second;
+    // The plug-in that installed the old detector takes it out (through
+    // unregisterDetector, on this thread: the lock is re-entrant).
+    PluginLoader::get()->unLoadComponent(name, ComponentType::DeviceDetector);
     m_detectors[name] = detector;
     return true;
 }

@@ -35,7 +35,8 @@
 // (clone) takes the slots and properties but no components: grabbers are attached to
 // each working instance.
 //
-// A minimal device with one output slot:
+// A minimal device with one output slot (with <korvane/buffers/BufferTemplate.h>, <atomic>
+// and <thread>):
 //
 //     class AcmeCamera : public Korvane::Device {
 //     public:
@@ -70,8 +71,9 @@
 //         unsigned long long framesDelivered() const override { return m_frames; }
 //     private:
 //         void run() {
-//             auto* out = dynamic_cast<Korvane::BufferTemplate<Korvane::ImgRefPtr>*>(
-//                 bufferSlot("Output").rawPtr());
+//             const Korvane::BufferRefPtr buffer = bufferSlot("Output");
+//             auto* out =
+//                 dynamic_cast<Korvane::BufferTemplate<Korvane::ImgRefPtr>*>(buffer.rawPtr());
 //             while (out && !m_stop) {
 //                 Korvane::ImgRefPtr frame;
 //                 if (!Device::snapshot(frame)) continue;  // a bounded wait on grabber 0

@@ -56,8 +56,9 @@ public:
     SensorRefPtr createSensor(const std::string& type);
 
     // An empty detector is refused. A taken name is replaced when the new detector's
-    // version is the same or newer (the old one is withdrawn from its plug-in first)
-    // and kept otherwise; both answer true.
+    // version is the same or newer, and kept otherwise; both answer true. The plug-in
+    // that installed the replaced detector uninstalls it first
+    // (PluginLoader::unLoadComponent, which makes the loader if it was not made yet).
     bool registerDetector(const std::string& name, DeviceDetectorRefPtr detector);
     bool unregisterDetector(const std::string& name);
     // A frame-grabber type is also registered with the FrameGrabberManager.

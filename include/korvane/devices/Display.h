@@ -14,7 +14,8 @@
 // calls over to it; none of them may wait for the process thread, which stopProcess may
 // be ending. A sequence blocked in pop is woken by stopProcess (the buffer is aborted).
 //
-// A minimal display that counts the images it is given:
+// A minimal display that counts the images it is given (with
+// <korvane/buffers/BufferTemplate.h> and <atomic>):
 //
 //     class CountingDisplay : public Korvane::Display {
 //     public:
@@ -35,8 +36,9 @@
 //     protected:
 //         bool init() override { return true; }
 //         bool sequence(unsigned long long) override {
-//             auto* in = dynamic_cast<Korvane::BufferTemplate<Korvane::ImgRefPtr>*>(
-//                 bufferSlot("Input").rawPtr());
+//             const Korvane::BufferRefPtr buffer = bufferSlot("Input");
+//             auto* in =
+//                 dynamic_cast<Korvane::BufferTemplate<Korvane::ImgRefPtr>*>(buffer.rawPtr());
 //             Korvane::ImgRefPtr image;
 //             if (!in || !in->pop(image)) return false;  // aborted: the display stops
 //             return showImage(image);

@@ -1,0 +1,137 @@
+// A camera vendor's plug-in (tests/plugins/device_plugin.cpp) loaded through the plug-in
+// loader: its components land in the device, frame-grabber and display managers, work
+// together in a detection, and leave again; a newer device detector from another
+// plug-in takes the place of the old one. Each case runs in a fresh process, since the
+// loader and the managers are made once per process.
+
+#include <gtest/gtest.h>
+#include <korvane/config/Registry.h>
+#include <korvane/devices/DeviceManager.h>
+#include <korvane/devices/DisplayManager.h>
+#include <korvane/devices/FrameGrabberManager.h>
+#include <korvane/plugins/PluginLoader.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "devices/DeviceTestSupport.h"
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+using namespace Korvane;
+using namespace KorvaneTest;
+
+namespace {
+
+const std::string kModules = KORVANE_TEST_BINARY_DIR "/plugins/modules/";
+
+using Kinds = std::multimap<ComponentType, std::string>;
+
+class DevicePlugin : public ::testing::Test {
+protected:
+    // Copies the modules into the search path, which holds nothing else.
+    void useModules(const std::vector<std::string>& modules) {
+        for (const std::string& module : modules) {
+            std::filesystem::copy_file(kModules + module + ".so", root.file(module + ".so"));
+        }
+        for (const char* setting : {"PLUGIN_PATH", "LOG_PATH", "DATA_PATH"}) {
+            Registry::get()->setProperty(setting, root.path() + "/");
+        }
+    }
+
+    static PluginOrganizer* organizer(const std::string& name) {
+        for (PluginOrganizer* plugin : PluginLoader::get()->plugins()) {
+            if (plugin->info().name() == name) return plugin;
+        }
+        ADD_FAILURE() << "no plug-in " << name;
+        return nullptr;
+    }
+
+    TempDir root;
+    DeviceManager* devices = DeviceManager::get();
+    FrameGrabberManager* grabbers = FrameGrabberManager::get();
+};
+
+}  // namespace
+
+TEST_F(DevicePlugin, InstallsEveryDeviceSideClassAndTakesThemOutAgain) {
+    if (!inFreshProcess()) return;
+    useModules({"acme_devices"});
+    LogRecorder log;
+    PluginLoader* loader = PluginLoader::get();
+    ASSERT_EQ(loader->loadAll(), 1);
+    PluginOrganizer* acme = organizer("AcmeDevices");
+    ASSERT_NE(acme, nullptr);
+    const Kinds kinds = {{ComponentType::Device, "AcmeCamera"},
+                         {ComponentType::DeviceDetector, "AcmeDetector"},
+                         {ComponentType::FrameGrabber, "AcmeGrabber"},
+                         {ComponentType::FrameGrabberDetector, "AcmeGrabberDetector"},
+                         {ComponentType::Processor, "AcmeProcessor"},
+                         {ComponentType::Sensor, "AcmeSensor"},
+                         {ComponentType::Device, "AcmeConfig"},
+                         {ComponentType::Display, "AcmeDisplay"}};
+    EXPECT_EQ(acme->installedComponents(), kinds);
+
+    EXPECT_TRUE(devices->typeExists("AcmeCamera"));
+    EXPECT_EQ(devices->deviceDetectors(), std::vector<std::string>{"AcmeDetector"});
+    EXPECT_TRUE(grabbers->typeExists("AcmeGrabber"));
+    EXPECT_EQ(grabbers->frameGrabberDetectors(), std::vector<std::string>{"AcmeGrabberDetector"});
+    EXPECT_TRUE(devices->createProcessor("AcmeProcessor").isValid());
+    EXPECT_TRUE(devices->createSensor("AcmeSensor").isValid());
+    EXPECT_TRUE(DisplayManager::get()->typeExists("AcmeDisplay"));
+    std::vector<std::string> configReads;
+    for (const std::string& message : log.newMessages()) {
+        if (message.find("[AcmeConfig]") != std::string::npos) configReads.push_back(message);
+    }
+    EXPECT_EQ(configReads,
+              std::vector<std::string>{"INFORMATION: [AcmeConfig] configuration read"});
+
+    // The plug-in's grabber detector finds two grabbers, its device detector a camera
+    // behind each.
+    EXPECT_EQ(devices->detectAll(0), 2);
+    const std::map<std::string, std::string> found = {{"AcmePort0", "AcmeCamera"},
+                                                      {"AcmePort1", "AcmeCamera"}};
+    EXPECT_EQ(devices->detectAllDevices(), found);
+    std::string name = "Camera";
+    DeviceRefPtr camera = devices->create("AcmeCamera", name, false);
+    ASSERT_TRUE(camera.isValid());
+    ASSERT_TRUE(devices->connectFrameGrabber(camera, grabbers->instance("AcmePort1")));
+    EXPECT_EQ(camera->frameGrabber(0)->interfaceName(), "USB3");
+
+    loader->unloadAll();
+    EXPECT_TRUE(acme->installedComponents().empty());
+    EXPECT_FALSE(devices->typeExists("AcmeCamera"));
+    EXPECT_TRUE(devices->deviceDetectors().empty());
+    EXPECT_FALSE(grabbers->typeExists("AcmeGrabber"));
+    EXPECT_TRUE(grabbers->frameGrabberDetectors().empty());
+    EXPECT_TRUE(devices->createSensor("AcmeSensor").isNull());
+    EXPECT_FALSE(DisplayManager::get()->typeExists("AcmeDisplay"));
+    EXPECT_TRUE(camera->frameGrabber(0).isValid());  // instances outlive their types
+    devices->cleanUp();
+}
+
+TEST_F(DevicePlugin, NewerDetectorOfAnotherPluginTakesTheOldOneOut) {
+    if (!inFreshProcess()) return;
+    useModules({"acme_devices", "acme_detector_newer"});
+    PluginLoader* loader = PluginLoader::get();
+    ASSERT_TRUE(loader->loadPluginFile(root.file("acme_devices.so")));
+    ASSERT_EQ(devices->detectAll(0), 2);
+    EXPECT_EQ(devices->detectDevice("AcmePort0"), "AcmeCamera");
+
+    ASSERT_TRUE(loader->loadPluginFile(root.file("acme_detector_newer.so")));
+    EXPECT_EQ(devices->deviceDetectors(), std::vector<std::string>{"AcmeDetector"});
+    EXPECT_EQ(devices->detectDevice("AcmePort0"), "AcmeCameraNewer");
+    // The first plug-in no longer has its detector installed, and cannot install it again.
+    const Kinds remaining = organizer("AcmeDevices")->installedComponents();
+    EXPECT_EQ(remaining.count(ComponentType::DeviceDetector), 0u);
+    EXPECT_EQ(remaining.size(), 7u);
+    EXPECT_EQ(organizer("AcmeDetectorNewer")->installedComponents().size(), 2u);
+
+    // Unloading the first plug-in leaves the newer detector in place.
+    loader->unloadPluginFile(root.file("acme_devices.so"));
+    EXPECT_EQ(devices->deviceDetectors(), std::vector<std::string>{"AcmeDetector"});
+    devices->cleanUp();
+    grabbers->clear();
+}
