@@ -11,20 +11,21 @@
 // Two topologies may be started on different threads: the claim table decides which one
 // gets a shared component.
 //
-// Decisions: a process or display that already reads Idle at stop() (it ended by itself)
-// is not stopped again, but its claim is freed there as well, so another topology can
-// take the setup over. A null component fails its claim like a claimed one. remove()
-// takes every entry of the handle out of its list. clear() releases a component only
-// when its manager keeps that very object under its name. The destructor stops the components
-// before it frees the claims left with this topology, so no other topology can claim a
-// component while this one still stops it. An exception from a device's start() frees
-// that device's claim and leaves start(); one from its stop() is logged.
+// Decisions: a process or display that already reads Idle at stop() (the host stopped
+// it, or no thread could be made for it) is not stopped again, but its claim is freed
+// there as well, so another topology can take the setup over. A null component fails
+// its claim like a claimed one. remove() takes every entry of the handle out of its
+// list. clear() releases a component only when its manager keeps that very object under
+// its name. The destructor stops the components before it frees the claims left with
+// this topology, so no other topology can claim a component this one still stops. An
+// exception from a device's start() frees that device's claim and leaves start(); one
+// from its stop() is logged.
 //
 // Example:
 //   TopologyRefPtr setup = TopologyManager::get()->create("Topology", name, true);
 //   setup->add(camera, Topology::StartDevices);
 //   setup->add(process);
-//   setup->connect(camera, "Out", threshold, "In", 16);
+//   setup->connect(camera, "Output", threshold, "In", 16);
 //   try {
 //       setup->start();
 //   } catch (const std::runtime_error& failure) {  // a component is in use elsewhere
