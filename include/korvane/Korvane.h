@@ -77,3 +77,5 @@
 #include <korvane/process/ScriptManager.h>
 #include <korvane/process/Storage.h>
 #include <korvane/process/StorageManager.h>
+#include <korvane/process/Topology.h>
+#include <korvane/process/TopologyManager.h>
