@@ -41,7 +41,9 @@ check() {
     grep -qxF "$prefix/lib/../plugins/TemplatePlugin.so: installed" <<<"$output" ||
         fail "$1: TemplatePlugin.so was not installed by the loader"
     grep -qxF "TemplateInvert: Inverts the samples of 8-bit grey images." <<<"$output" ||
-        fail "$1: operator TemplateInvert not usable"
+        fail "$1: operator TemplateInvert cannot be created"
+    grep -qxF "TemplateInvert: 0 4 8 12 -> 255 251 247 243" <<<"$output" ||
+        fail "$1: operator TemplateInvert did not invert an image in a process"
 }
 
 echo "== template with find_package(Korvane)"
