@@ -1,5 +1,12 @@
 #pragma once
-// The two entry points every plug-in module defines, and the build record it carries.
+// The plug-in kit: the one header a plug-in module includes to declare its two entry
+// points and to build its PluginInfo, with this core's build record and version, in one
+// call to pluginInfo(...) (never type the build-record constants yourself: they are the
+// protocol the loader checks). Include beside it the headers of the components you
+// supply. Build the module with korvane_add_plugin() from find_package(Korvane), or with
+// `pkg-config --cflags --libs korvane` and -fvisibility=hidden -shared -fPIC; the
+// template in examples/plugin-template/ does both.
+//
 // A module is a shared object in a directory of the registry's "PLUGIN_PATH"; the core
 // looks both functions up by these exact names, so define them in the global namespace
 // exactly as declared here (the declarations give them C linkage and export them).
