@@ -46,5 +46,11 @@
 #include <korvane/platform/Mutex.h>
 #include <korvane/platform/Thread.h>
 #include <korvane/process/BufferSlotInterface.h>
+#include <korvane/process/Operand.h>
+#include <korvane/process/Operator.h>
+#include <korvane/process/OperatorManager.h>
+#include <korvane/process/OperatorProcess.h>
 #include <korvane/process/ProcessInterface.h>
 #include <korvane/process/PtrWrapper.h>
+#include <korvane/process/Script.h>
+#include <korvane/process/ScriptManager.h>

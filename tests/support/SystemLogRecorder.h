@@ -1,12 +1,15 @@
 #pragma once
-// Records what reaches "SystemLog" for a test that checks the exact texts the library
-// logs. The first one made in a program points LOG_PATH at a temporary directory
-// before "SystemLog" exists, so no log file lands beside the test binaries.
+// Records what reaches "SystemLog" while it lives, with the system log file in a
+// temporary directory when the recorder is the first user of the log. messages() logs a marker,
+// waits for it (so every message logged before the call has arrived) and answers the lines since
+// the previous call without their date: the level name as printed, ": " and the message.
+
 #include <korvane/config/Registry.h>
+#include <korvane/log/LogFunctions.h>
 #include <korvane/log/LogManager.h>
 
-#include <memory>
 #include <string>
+#include <vector>
 
 #include "support/RecordingWriter.h"
 #include "support/TempDir.h"
@@ -16,33 +19,53 @@ namespace KorvaneTest {
 class SystemLogRecorder {
 public:
     SystemLogRecorder() {
-        static TempDir logDirectory;
-        Korvane::Registry::get()->setProperty("LOG_PATH", logDirectory.path() + "/");
-        Korvane::LogRefPtr log = Korvane::LogManager::systemLog();
-        if (log.isValid()) log->addWriter(kName, m_writer);
+        // Made before "SystemLog", so it lives until the log is gone.
+        static TempDir directory;
+        Korvane::Registry::get()->setProperty("LOG_PATH", directory.path() + "/");
+        m_log = Korvane::LogManager::systemLog();
+        if (m_log.isValid()) m_log->addWriter("Recorder", m_handle);
     }
     ~SystemLogRecorder() {
-        Korvane::LogRefPtr log = Korvane::LogManager::systemLog();
-        if (log.isValid()) log->removeWriter(kName);
+        if (m_log.isValid()) m_log->removeWriter("Recorder");
     }
     SystemLogRecorder(const SystemLogRecorder&) = delete;
     SystemLogRecorder& operator=(const SystemLogRecorder&) = delete;
 
-    // True once a line containing text arrived, false when the deadline passed first.
-    bool waitForLineWith(const std::string& text) {
-        return eventually([&] { return countLinesWith(text) > 0; });
-    }
-    int countLinesWith(const std::string& text) {
-        int count = 0;
-        for (const std::string& line : m_recorder->lines())
-            if (line.find(text) != std::string::npos) ++count;
-        return count;
+    // Empty, with a failed expectation, when the marker did not arrive in time.
+    std::vector<std::string> messages() {
+        const std::string marker = "-- marker " + std::to_string(++m_markers) + " --";
+        Korvane::korvLogCritical(marker);
+        std::vector<std::string> lines;
+        std::size_t at = 0;
+        const bool arrived = eventually([&] {
+            lines = m_writer->lines();
+            for (at = m_seen; at < lines.size(); ++at) {
+                if (lines[at].find(marker) != std::string::npos) return true;
+            }
+            return false;
+        });
+        if (!arrived) return {"the marker did not reach the system log"};
+        std::vector<std::string> fresh;
+        for (std::size_t i = m_seen; i < at; ++i) fresh.push_back(withoutDate(lines[i]));
+        m_seen = at + 1;
+        return fresh;
     }
 
 private:
-    static constexpr char kName[] = "TestRecorder";
-    RecordingWriter* m_recorder = new RecordingWriter;  // owned by m_writer
-    Korvane::LogWriterRefPtr m_writer{m_recorder, nullptr};
+    // "ERROR      : <date>: text" becomes "ERROR      : text"; the date's own colons are
+    // never followed by a blank.
+    static std::string withoutDate(const std::string& line) {
+        const std::size_t levelEnd = 13;
+        const std::size_t dateEnd = line.find(": ", levelEnd);
+        if (line.size() < levelEnd || dateEnd == std::string::npos) return line;
+        return line.substr(0, levelEnd) + line.substr(dateEnd + 2);
+    }
+
+    Korvane::LogRefPtr m_log;
+    RecordingWriter* m_writer = new RecordingWriter;  // owned by m_handle
+    Korvane::LogWriterRefPtr m_handle{m_writer, nullptr};
+    std::size_t m_seen = 0;
+    int m_markers = 0;
 };
 
 }  // namespace KorvaneTest

@@ -1,0 +1,447 @@
+// Operator processes at work: frames through real FIFOs between real processes, the
+// order of the operators, every failure with its exact log lines, exceptions thrown by
+// operators, stopping an operator that waits in a FIFO, and the manager's events.
+
+#include <gtest/gtest.h>
+#include <korvane/buffers/BufferManager.h>
+#include <korvane/buffers/BufferTemplate.h>
+#include <korvane/events/EventManager.h>
+#include <korvane/image/Image.h>
+#include <korvane/process/OperatorManager.h>
+
+#include <atomic>
+#include <functional>
+#include <list>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "support/BufferFixture.h"
+#include "support/RecordingDispatcher.h"
+#include "support/SystemLogRecorder.h"
+#include "support/TestOperators.h"
+#include "support/TestProcesses.h"
+
+using namespace Korvane;
+using namespace KorvaneTest;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using Images = BufferTemplate<ImgRefPtr>;
+using Status = ProcessInterface::StatusDetail;
+
+Images& images(const BufferRefPtr& buffer) {
+    return dynamic_cast<Images&>(*buffer);
+}
+
+// What a process thread touches lives in the fixture, which stops every process and
+// opens every gate before it goes. Every test reads the log, so that each starts with
+// nothing unread.
+class OperatorRun : public BufferManagerFixture {
+protected:
+    static void SetUpTestSuite() { recorder = new SystemLogRecorder; }
+    static void TearDownTestSuite() {
+        delete recorder;
+        recorder = nullptr;
+    }
+
+    void TearDown() override {
+        for (Gate& gate : m_gates) gate.open();
+        for (const OperatorProcessRefPtr& process : m_processes) {
+            EXPECT_TRUE(stopProcessWithin(process));
+        }
+        for (const ProcessHandle& process : m_plain) EXPECT_TRUE(stopProcessWithin(process));
+        for (const std::string& name : operators->processList()) {
+            operators->releaseProcess(name.c_str());
+        }
+        operators->cleanUp();
+        BufferManagerFixture::TearDown();
+    }
+
+    OperatorProcessRefPtr makeProcess(const std::string& wanted, long long maxIterations) {
+        std::string name = wanted;
+        OperatorProcessRefPtr process = operators->createProcess(name, false);
+        EXPECT_TRUE(process.isValid()) << wanted;
+        if (process.isNull()) return process;
+        EXPECT_TRUE(process->setProperty("MaxIterations", maxIterations));
+        m_processes.push_back(process);
+        return process;
+    }
+
+    // A scripted operator entered in the manager under name, noting into journal.
+    OperatorRefPtr makeOperator(const std::string& name, ScriptedOperator** typed = nullptr) {
+        std::string entered = name;
+        OperatorRefPtr op = operators->create(
+            OperatorRefPtr(new ScriptedOperator(journal, name), nullptr), entered, false);
+        EXPECT_EQ(entered, name);
+        if (typed) *typed = dynamic_cast<ScriptedOperator*>(op.rawPtr());
+        return op;
+    }
+
+    OperatorRefPtr makePassThrough(const std::string& name) {
+        std::string entered = name;
+        OperatorRefPtr op =
+            operators->create(OperatorRefPtr(new PassThrough, nullptr), entered, false);
+        EXPECT_EQ(entered, name);
+        return op;
+    }
+
+    // A plain process with MaxIterations frames: a source pushing new 2 x 2 images into
+    // its "Out", or a sink popping "In" and keeping what it got in received.
+    ProcessHandle makeSource(int frames) {
+        ProcessHandle source = plain(frames);
+        source->addBufferSlot("Out", "Image", slot_output, "", false);
+        ScriptedProcess* raw = source.rawPtr();
+        source->onSequence = [raw](unsigned long long) {
+            return images(raw->bufferSlot("Out")).push(ImgRefPtr(new Image(129, 2, 2), nullptr));
+        };
+        return source;
+    }
+    ProcessHandle makeSink(int frames) {
+        ProcessHandle sink = plain(frames);
+        sink->addBufferSlot("In", "Image", slot_input, "", false);
+        ScriptedProcess* raw = sink.rawPtr();
+        sink->onSequence = [raw, this](unsigned long long) {
+            ImgRefPtr image;
+            if (!images(raw->bufferSlot("In")).pop(image)) return false;
+            received.push_back(image);
+            return true;
+        };
+        return sink;
+    }
+
+    BufferRefPtr connect(BufferSlotPtrWrapper from, const char* out, BufferSlotPtrWrapper to,
+                         const char* in) {
+        BufferRefPtr buffer = manager->connect(from, out, to, in, 64);
+        EXPECT_TRUE(buffer.isValid()) << out << " -> " << in;
+        return buffer;
+    }
+
+    Gate& gate() { return m_gates.emplace_back(); }
+
+    static inline SystemLogRecorder* recorder = nullptr;
+    OperatorManager* operators = OperatorManager::get();
+    std::shared_ptr<Journal> journal = std::make_shared<Journal>();
+    std::vector<ImgRefPtr> received;  // read after the sink's StoppingDone
+
+private:
+    ProcessHandle plain(long long maxIterations) {
+        ProcessHandle process = KorvaneTest::makeProcess();
+        EXPECT_TRUE(process->setProperty("MaxIterations", maxIterations));
+        m_plain.push_back(process);
+        return process;
+    }
+
+    std::vector<OperatorProcessRefPtr> m_processes;
+    std::vector<ProcessHandle> m_plain;
+    std::list<Gate> m_gates;
+};
+
+template <class Handle>
+bool ends(const Handle& process, Status detail = ProcessInterface::StoppingDone) {
+    return eventually([&] { return process->statusDetail() == detail; });
+}
+
+}  // namespace
+
+// source -> [level 0] -> [level 1] -> sink, each hop an "ImageFifo" of 64. A process
+// that ends flushes its buffers, so the source and the operator process run one
+// iteration more than there are frames: the source's waits until the sink has all.
+TEST_F(OperatorRun, FramesPassThroughTwoLevelsInOrder) {
+    constexpr int frames = 300;
+    ProcessHandle source = makeSource(frames + 1);
+    ProcessHandle sink = makeSink(frames);
+    OperatorProcessRefPtr process = makeProcess("Pipeline", frames + 1);
+    OperatorRefPtr first = makePassThrough("First");
+    OperatorRefPtr second = makePassThrough("Second");
+    process->addOperator(second, 1);  // added first, runs second
+    process->addOperator(first, 0);
+    connect(source, "Out", first, "In");
+    connect(first, "Out", second, "In");
+    connect(second, "Out", sink, "In");
+    std::vector<Image*> sent;  // the source's frames, in the order pushed
+    Gate& allReceived = gate();
+    ScriptedProcess* raw = source.rawPtr();
+    source->onSequence = [raw, &sent, &allReceived](unsigned long long i) {
+        if (i == frames) return !allReceived.waitOpen();
+        ImgRefPtr image(new Image(129, 2, 2), nullptr);
+        sent.push_back(image.rawPtr());
+        return images(raw->bufferSlot("Out")).push(image);
+    };
+
+    // Binding a slot flushes its buffer: each consumer is running before its producer.
+    sink->startProcess();
+    ASSERT_TRUE(ends(sink, ProcessInterface::RunningIterating));
+    process->startProcess();
+    ASSERT_TRUE(ends(process, ProcessInterface::RunningIterating));
+    source->startProcess();
+    ASSERT_TRUE(ends(sink));
+    allReceived.open();
+    ASSERT_TRUE(ends(source));
+    ASSERT_EQ(received.size(), static_cast<std::size_t>(frames));
+    for (int i = 0; i < frames; ++i) ASSERT_EQ(received[i].rawPtr(), sent[i]) << i;
+    // The operator process waits for a frame that never comes until it is stopped.
+    ASSERT_TRUE(stopProcessWithin(process));
+    EXPECT_EQ(process->iteration(), frames + 1);
+    EXPECT_EQ(recorder->messages(), Lines{});
+}
+
+TEST_F(OperatorRun, OperatorsRunLevelByLevelInTheOrderOfAddingAndCopySlotsOnlyWhileRunning) {
+    ScriptedOperator* typedB = nullptr;
+    OperatorRefPtr a = makeOperator("A");
+    OperatorRefPtr b = makeOperator("B", &typedB);
+    OperatorRefPtr c = makeOperator("C");
+    typedB->addBufferSlot("Slot", "Image", slot_input, "", true);
+    // Released from the manager, the process still runs for the handle's holder.
+    OperatorProcessRefPtr process = makeProcess("Levels", 2);
+    ASSERT_TRUE(operators->releaseProcess("Levels"));
+    process->addOperator(a, 1);
+    process->addOperator(b, 0);
+    process->addOperator(c, 1);
+    Gate& reached = gate();
+    Gate& release = gate();
+    Lines slotsWhileRunning;
+    typedB->onExecute = [&, p = process.rawPtr()] {
+        if (!slotsWhileRunning.empty()) return true;
+        slotsWhileRunning = p->bufferSlotIds();
+        reached.open();
+        return release.waitOpen();
+    };
+    process->startProcess();
+    ASSERT_TRUE(reached.waitOpen());
+    EXPECT_EQ(slotsWhileRunning, Lines{"BSlot"});
+    EXPECT_EQ(process->bufferSlotIds(), Lines{"BSlot"});
+    release.open();
+    ASSERT_TRUE(ends(process));
+    EXPECT_EQ(journal->entries(), (Lines{"B.init", "A.init", "C.init", "B.execute", "A.execute",
+                                         "C.execute", "B.execute", "A.execute", "C.execute",
+                                         "B.cleanup", "A.cleanup", "C.cleanup"}));
+    EXPECT_TRUE(process->bufferSlotIds().empty());
+    EXPECT_EQ(recorder->messages(), Lines{});
+}
+
+TEST_F(OperatorRun, AProcessWithoutOperatorsWarnsAndEndsThroughCleanup) {
+    OperatorProcessRefPtr process = makeProcess("Empty", -1);
+    OperatorRefPtr none;
+    process->addOperator(none, 0);  // null entries are skipped
+    process->startProcess();
+    ASSERT_TRUE(ends(process));
+    EXPECT_EQ(process->iteration(), 0);
+    EXPECT_EQ(recorder->messages(),
+              (Lines{"WARNING    : OperatorProcess [ Empty ] has no operators to execute.",
+                     "ERROR      : Init failed of process [Empty]"}));
+}
+
+// Three operators A, B, C on level 0, each with an optional image slot bound to a FIFO;
+// B fails in one place. Every run ends with every operator cleaned up and unbound.
+TEST_F(OperatorRun, EachFailureIsLoggedAndTheRunEndsWithEveryOperatorReleased) {
+    struct Case {
+        const char* what;
+        long long maxIterations;
+        std::function<void(ScriptedOperator&)> breakB;
+        Lines messages;
+        Lines calls;
+    };
+    const Case cases[] = {
+        {"slots",
+         5,
+         [](ScriptedOperator& b) { b.addBufferSlot("Missing", "Image", slot_input, "", false); },
+         {"ERROR      : OperatorProcess: Could not initialize buffers of operator [B]",
+          "ERROR      : Init failed of process [P]"},
+         {"A.init", "A.cleanup", "B.cleanup", "C.cleanup"}},
+        {"init",
+         5,
+         [](ScriptedOperator& b) { b.onInit = [] { return false; }; },
+         {"ERROR      : OperatorProcess: Could not initialize operator [B]",
+          "ERROR      : Init failed of process [P]"},
+         {"A.init", "B.init", "A.cleanup", "B.cleanup", "C.cleanup"}},
+        // Without a limit: the failed iteration is the last, and C still ran in it.
+        {"execute",
+         -1,
+         [](ScriptedOperator& b) { b.onExecute = [] { return false; }; },
+         {"ERROR      : OperatorProcess: Could not execute operator [B]"},
+         {"A.init", "B.init", "C.init", "A.execute", "B.execute", "C.execute", "A.cleanup",
+          "B.cleanup", "C.cleanup"}},
+        {"cleanup",
+         1,
+         [](ScriptedOperator& b) { b.onCleanup = [] { return false; }; },
+         {"ERROR      : OperatorProcess: Could not cleanup operator [B]"},
+         {"A.init", "B.init", "C.init", "A.execute", "B.execute", "C.execute", "A.cleanup",
+          "B.cleanup", "C.cleanup"}},
+    };
+    int run = 0;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        journal = std::make_shared<Journal>();
+        operators->cleanUp();
+        OperatorProcessRefPtr process = makeProcess("P", c.maxIterations);
+        std::vector<ScriptedOperator*> typed(3);
+        std::vector<OperatorRefPtr> ops;
+        const char* names[] = {"A", "B", "C"};
+        for (int i = 0; i < 3; ++i) {
+            ops.push_back(makeOperator(names[i], &typed[i]));
+            typed[i]->addBufferSlot("In", "Image", slot_input, "", true);
+            std::string bufferName = "feed" + std::to_string(run++);
+            BufferRefPtr feed = manager->create("ImageFifo", 4, bufferName, false);
+            ASSERT_TRUE(typed[i]->setBufferSlot("In", feed.rawPtr(), slot_input));
+            process->addOperator(ops.back(), 0);
+        }
+        c.breakB(*typed[1]);
+        process->startProcess();
+        ASSERT_TRUE(ends(process));
+        EXPECT_EQ(recorder->messages(), c.messages);
+        EXPECT_EQ(journal->entries(), c.calls);
+        for (ScriptedOperator* op : typed) EXPECT_TRUE(op->bufferSlot("In").isNull());
+        EXPECT_TRUE(process->bufferSlotIds().empty());
+        operators->releaseProcess("P");
+    }
+}
+
+// The operator's exception is logged with its name, every operator is cleaned up once,
+// and the process thread logs the exception again and ends the run. A is on level 0,
+// B on level 1; "MaxIterations" is 5.
+TEST_F(OperatorRun, AThrowingOperatorIsCleanedUpOnceAndEndsTheRun) {
+    using Call = std::function<bool()> ScriptedOperator::*;
+    struct Case {
+        const char* what;
+        Call call;
+        std::function<bool()> thrower;
+        std::string message;
+        Lines calls;
+    };
+    const Lines executeOnce = {"A.init", "B.init", "A.execute", "A.cleanup", "B.cleanup"};
+    const Case cases[] = {
+        {"execute", &ScriptedOperator::onExecute,
+         []() -> bool { throw std::runtime_error("boom"); }, "boom", executeOnce},
+        {"not standard", &ScriptedOperator::onExecute, []() -> bool { throw 42; }, "", executeOnce},
+        {"init",
+         &ScriptedOperator::onInit,
+         []() -> bool { throw std::logic_error("bad setup"); },
+         "bad setup",
+         {"A.init", "A.cleanup", "B.cleanup"}},
+        // Thrown in the last cleanup: B is still cleaned up.
+        {"cleanup",
+         &ScriptedOperator::onCleanup,
+         []() -> bool { throw std::runtime_error("leak"); },
+         "leak",
+         {"A.init", "B.init", "A.execute", "B.execute", "A.execute", "B.execute", "A.execute",
+          "B.execute", "A.execute", "B.execute", "A.execute", "B.execute", "A.cleanup",
+          "B.cleanup"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        journal = std::make_shared<Journal>();
+        operators->cleanUp();
+        OperatorProcessRefPtr process = makeProcess("P", 5);
+        ScriptedOperator* typedA = nullptr;
+        OperatorRefPtr a = makeOperator("A", &typedA);
+        OperatorRefPtr b = makeOperator("B");
+        typedA->addBufferSlot("Slot", "Image", slot_input, "", true);
+        typedA->*c.call = c.thrower;
+        process->addOperator(a, 0);
+        process->addOperator(b, 1);
+        process->startProcess();
+        ASSERT_TRUE(ends(process));
+        EXPECT_EQ(recorder->messages(),
+                  (Lines{"ERROR      : An exception occurred in operator [A] :" + c.message,
+                         "ERROR      : An exception occurred in process [P] :" + c.message}));
+        EXPECT_EQ(journal->entries(), c.calls);
+        EXPECT_TRUE(process->bufferSlotIds().empty());
+        EXPECT_TRUE(typedA->bufferSlot("Slot").isNull());
+        operators->releaseProcess("P");
+    }
+}
+
+// Stopping aborts the FIFO an operator waits in; the failed pop is not an error. The
+// stopped process runs again with its operators initialised afresh.
+TEST_F(OperatorRun, StopReleasesAnOperatorWaitingInAFifoAndTheProcessRunsAgain) {
+    ProcessHandle source = makeSource(1);  // never started: the FIFO stays empty
+    ProcessHandle sink = makeSink(1);
+    OperatorProcessRefPtr process = makeProcess("Waiting", -1);
+    OperatorRefPtr pass = makePassThrough("Pass");
+    process->addOperator(pass, 0);
+    BufferRefPtr in = connect(source, "Out", pass, "In");
+    BufferRefPtr out = connect(pass, "Out", sink, "In");
+    process->startProcess();
+    ASSERT_TRUE(ends(process, ProcessInterface::RunningIterating));
+    EXPECT_EQ(process->bufferSlotIds(), (Lines{"PassIn", "PassOut"}));
+    ASSERT_TRUE(stopProcessWithin(process));
+    EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
+    EXPECT_TRUE(process->bufferSlotIds().empty());
+    EXPECT_EQ(recorder->messages(), Lines{});
+
+    ASSERT_TRUE(process->setProperty("MaxIterations", 1LL));
+    process->startProcess();
+    ImgRefPtr frame(new Image(129, 2, 2), nullptr);
+    ASSERT_TRUE(eventually([&] { return process->isRunning(); }));
+    ASSERT_TRUE(images(in).push(frame));
+    ASSERT_TRUE(ends(process));
+    ASSERT_EQ(out->size(), 1);
+    ImgRefPtr passed;
+    ASSERT_TRUE(images(out).pop(passed));
+    EXPECT_EQ(passed.rawPtr(), frame.rawPtr());
+}
+
+// Repeated runs of a whole pipeline, each stopped while frames flow. The operator
+// process is stopped first: its stop aborts both FIFOs, so the source and the sink end
+// by themselves and no failure is logged.
+TEST_F(OperatorRun, APipelineStopsAndRestartsWhileFramesFlow) {
+    ProcessHandle source = makeSource(1000000);
+    ProcessHandle sink = makeSink(1000000);
+    std::atomic<int> counted{0};
+    ScriptedProcess* rawSink = sink.rawPtr();
+    sink->onSequence = [rawSink, &counted](unsigned long long) {
+        ImgRefPtr image;
+        if (!images(rawSink->bufferSlot("In")).pop(image)) return false;
+        counted.fetch_add(1);
+        return true;
+    };
+    OperatorProcessRefPtr process = makeProcess("Cycling", 1000000);
+    OperatorRefPtr pass = makePassThrough("Pass");
+    process->addOperator(pass, 0);
+    connect(source, "Out", pass, "In");
+    connect(pass, "Out", sink, "In");
+    for (int cycle = 0; cycle < 10; ++cycle) {
+        SCOPED_TRACE(cycle);
+        const int before = counted.load();
+        for (const ProcessHandle& plain : {sink, source}) plain->startProcess();
+        process->startProcess();
+        ASSERT_TRUE(eventually([&] { return counted.load() >= before + 100; }));
+        ASSERT_TRUE(stopProcessWithin(process));
+        ASSERT_TRUE(stopProcessWithin(source));
+        ASSERT_TRUE(stopProcessWithin(sink));
+        EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
+        EXPECT_TRUE(process->bufferSlotIds().empty());
+    }
+    EXPECT_EQ(recorder->messages(), Lines{});
+}
+
+TEST_F(OperatorRun, TheManagerAnnouncesOperatorsAndProcesses) {
+    auto record = std::make_shared<EventRecord>();
+    ASSERT_TRUE(EventManager::get()->setEventDispatcher(new RecordingDispatcher(record)));
+    std::string processName = "Announced";
+    ASSERT_TRUE(operators->createProcess(processName, false).isValid());
+    ASSERT_TRUE(operators->registerType("Pass", OperatorRefPtr(new PassThrough, nullptr)));
+    std::string opName = "Op";
+    ASSERT_TRUE(operators->create("Pass", opName, false).isValid());
+    ASSERT_TRUE(operators->releaseProcess("Announced"));
+    EXPECT_FALSE(operators->releaseProcess("Announced"));
+    const bool arrived = eventually([&] { return record->eventsOf<ManagerEvent>().size() >= 4; });
+    EXPECT_TRUE(EventManager::get()->setEventDispatcher(nullptr));
+    ASSERT_TRUE(arrived);
+    std::vector<std::tuple<Event::Type, std::string, std::string>> seen;
+    for (const auto& event : record->eventsOf<ManagerEvent>()) {
+        seen.emplace_back(event->type(), event->typeName(), event->instanceName());
+    }
+    const std::vector<std::tuple<Event::Type, std::string, std::string>> expected = {
+        {Event::InstanceCreated, "OperatorProcess", "Announced"},
+        {Event::TypeRegistered, "Pass", ""},
+        {Event::InstanceCreated, "Pass", "Op"},
+        {Event::InstanceReleased, "OperatorProcess", "Announced"},
+    };
+    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(recorder->messages(), Lines{});
+}
