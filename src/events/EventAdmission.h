@@ -1,11 +1,12 @@
 #pragma once
 // EventAdmission keeps the bound of the event queue: a poster enters before its push
-// and waits while 1000 events are pending; the loop leaves for every event it takes.
+// and waits while 1000 events are pending, until one leaves the queue.
 // One exception keeps posting under a lock safe: a poster whose wait would close a
 // deadlock, because the loop thread waits for a lock that poster holds (a dispatcher
 // reading a property whose writer is posting), enters past the bound. Events so keep
 // their order, and the bound is exceeded only by what such posters add while the loop
-// waits for them. Any thread may enter; only the loop leaves.
+// waits for them. Any thread may enter; the loop leaves for each event it takes, and
+// the manager for each one it discards.
 
 #include <korvane/platform/Mutex.h>
 
