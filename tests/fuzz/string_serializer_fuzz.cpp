@@ -1,6 +1,7 @@
 // One-line property strings come from other programs: any line must read without a
 // crash, also with record types and access values that no writer would produce, and
-// what was read must write and read again.
+// what was read must write and read again, in this format and as a property file.
+#include <korvane/config/ConfigSerializer.h>
 #include <korvane/config/StringSerializer.h>
 #include <korvane/core/PropertyInterface.h>
 
@@ -21,5 +22,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Korvane::PropertyTable again;
     std::istringstream written(out.str());
     if (!serializer.read(&again, written)) std::abort();
+
+    Korvane::ConfigSerializer file;
+    std::ostringstream asFile;
+    if (!file.write(&table, asFile)) std::abort();
+    std::istringstream fileText(asFile.str());
+    if (!file.read(&again, fileText)) std::abort();
     return 0;
 }
