@@ -1,9 +1,9 @@
 #include <korvane/config/ConfigSerializer.h>
 
+#include "config/ValueText.h"
+
 #include <istream>
 #include <ostream>
-
-#include "config/ValueText.h"
 
 namespace Korvane {
 

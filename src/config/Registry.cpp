@@ -1,5 +1,6 @@
-#include <korvane/config/ConfigSerializer.h>
 #include <korvane/config/Registry.h>
+
+#include <korvane/config/ConfigSerializer.h>
 #include <korvane/config/StringUtils.h>
 #include <korvane/config/SysEnv.h>
 #include <korvane/log/LogFunctions.h>
