@@ -20,6 +20,8 @@ ensure_packages() {
 }
 
 BASE_PACKAGES=(cmake make g++ libboost-dev libgtest-dev libgmock-dev pkg-config)
+# clang with its libFuzzer runtime, for scripts/run-fuzz.
+FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 
 # configure_and_build DIR [cmake options...] [-- targets...]
 configure_and_build() {

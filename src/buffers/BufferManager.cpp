@@ -16,6 +16,14 @@ std::string bufferTypeName(const std::string& elementType, BufferType bufferType
     return stem + (bufferType == BufferRing ? "Ring" : "Fifo");
 }
 
+// A ring allocates a slot for every element when it is made; above this many it is
+// refused rather than attempted (with 16-byte handles this is 256 MiB).
+constexpr int kLargestRing = 1 << 24;
+
+bool sizeCanBeMet(int maxSize, BufferType bufferType) {
+    return maxSize >= 0 && (bufferType != BufferRing || maxSize <= kLargestRing);
+}
+
 }  // namespace
 
 BufferManager* BufferManager::get() {
@@ -52,7 +60,9 @@ BufferRefPtr BufferManager::create(BufferRefPtr prototype, unsigned int maxSize,
 BufferRefPtr BufferManager::connect(BufferSlotPtrWrapper source, std::string sourceSlot,
                                     BufferSlotPtrWrapper sink, std::string sinkSlot,
                                     BufferType bufferType, int maxSize) {
-    if (source.isNull() || sink.isNull()) return BufferRefPtr();
+    if (source.isNull() || sink.isNull() || !sizeCanBeMet(maxSize, bufferType)) {
+        return BufferRefPtr();
+    }
     std::string sourceType;
     std::string sinkType;
     if (!source->bufferSlotInfo(sourceSlot, &sourceType, nullptr, nullptr, nullptr) ||

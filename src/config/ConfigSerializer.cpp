@@ -53,9 +53,17 @@ Property recordFromText(const std::string& text, const PropertyText& description
     return record;
 }
 
+// Comment lines ('#') and description lines (';') are never assignments, also when
+// their text holds an '=' ("; Gain = exposure * 2").
+bool isComment(const std::string& line) {
+    const std::size_t first = line.find_first_not_of(" \t");
+    return first != std::string::npos && (line[first] == '#' || line[first] == ';');
+}
+
 // Splits "key = value" at the first '=' and stores the typed record under the key.
 void readAssignment(PropertyTable* table, const std::string& line,
                     const PropertyText& description) {
+    if (isComment(line)) return;
     const std::size_t equals = line.find('=');
     if (equals == std::string::npos) return;
     const char* const blanks = " \t\r";
@@ -80,6 +88,8 @@ bool ConfigSerializer::read(PropertyTable* table, std::istream& stream) {
     std::string previous;
     std::string line;
     while (std::getline(stream, line)) {
+        // A file written with CRLF line ends reads as if written with LF ones.
+        if (!line.empty() && line.back() == '\r') line.pop_back();
         if (line.empty() || line[0] == '[') continue;
         if (!previous.empty() && previous[0] == ';') description = stripped(previous, "; ");
         readAssignment(table, line, description);

@@ -47,6 +47,28 @@ constexpr Setting kSettings[] = {
      "Specifies the cpu type for which this version of Korvane is compiled."},
 };
 
+// Reads a property file like ConfigSerializer, except that a setting the table holds
+// without write access keeps its record: a file cannot change the build record.
+// Names of such settings that the file gave another value are collected in refused.
+class WritableSettingsReader : public ConfigSerializer {
+public:
+    bool read(PropertyTable* table, std::istream& stream) override {
+        PropertyTable fromFile;
+        if (!table || !ConfigSerializer::read(&fromFile, stream)) return false;
+        for (const auto& [name, record] : fromFile) {
+            const Property* current = table->find(name);
+            if (!current || (current->access & write_access) != 0) {
+                table->insertOrAssign(name, Property(record));
+            } else if (current->text != record.text || record.type != string_property) {
+                refused.push_back(name);
+            }
+        }
+        return true;
+    }
+
+    std::vector<std::string> refused;
+};
+
 }  // namespace
 
 Registry::Registry() {
@@ -88,8 +110,12 @@ void Registry::parseConfigFile(const char* path) {
                        (path ? path : ""));
         return;
     }
-    ConfigSerializer serializer;
-    deserialize(&serializer, file);
+    WritableSettingsReader reader;
+    deserialize(&reader, file);
+    // Logged after the registry's lock is released.
+    for (const std::string& name : reader.refused) {
+        korvLogWarning("[Registry::parseConfigFile] Read-only setting not changed: " + name);
+    }
 }
 
 void Registry::saveToConfigFile(const char* path) const {

@@ -3,6 +3,9 @@
 // the manager's queue, hands it to the dispatcher and deletes it. The manager owns
 // the loop, attaches the queue and the dispatcher (neither owned by the loop) before
 // start(), and ends it by requesting a stop and waking a waiting pop; a loop runs once.
+// An exception thrown by the dispatcher is caught and logged, and the loop goes on
+// with the next event. The loop thread is the one whose lock waits posters watch
+// (EventAdmission).
 
 #include <korvane/platform/Thread.h>
 
@@ -17,6 +20,8 @@ class FifoTemplate;
 
 namespace Internal {
 
+class EventAdmission;
+
 class EventLoop : public Thread {
 public:
     EventLoop() = default;
@@ -26,8 +31,10 @@ public:
     // dispatched as it is: null for the manager's wake-up, or for a refused pop.
     void run() override;
 
-    // Both not owned; must outlive the thread. Called before start().
-    void attach(FifoTemplate<Event*>* queue, EventDispatcher* dispatcher);
+    // All not owned; must outlive the thread. Called before start(). admission is
+    // left for every event taken from the queue.
+    void attach(FifoTemplate<Event*>* queue, EventDispatcher* dispatcher,
+                EventAdmission* admission);
     // Tested before each pop: a loop waiting in pop leaves only once it is woken.
     void requestStop() { m_stop.store(true); }
 
@@ -37,6 +44,7 @@ private:
     std::atomic<bool> m_stop{false};
     FifoTemplate<Event*>* m_queue = nullptr;  // not owned
     EventDispatcher* m_dispatcher = nullptr;  // not owned
+    EventAdmission* m_admission = nullptr;    // not owned
 };
 
 }  // namespace Internal

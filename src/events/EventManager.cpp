@@ -5,6 +5,7 @@
 #include <korvane/events/EventDispatcher.h>
 #include <korvane/platform/Mutex.h>
 
+#include "events/EventAdmission.h"
 #include "events/EventLoop.h"
 
 #include <atomic>
@@ -15,7 +16,9 @@ namespace Korvane {
 
 namespace {
 
-constexpr unsigned int kQueueSize = 1000;
+// The FIFO itself never refuses room: the bound of 1000 pending events is kept by
+// EventAdmission, which may let a poster past it to avoid a deadlock.
+constexpr unsigned int kUnboundedQueue = 0xFFFFFFFFu;
 // The loop thread is awaited in steps of this many milliseconds.
 constexpr unsigned long long kLoopPollMs = 10;
 
@@ -45,7 +48,8 @@ struct EventManager::Private {
     // taking any lock of the manager. It is never aborted: an aborted FIFO yields
     // nothing until it is flushed, and flushing drops pointers without deleting them.
     std::unique_ptr<FifoTemplate<Event*>> queue =
-        std::make_unique<FifoTemplate<Event*>>(kQueueSize);
+        std::make_unique<FifoTemplate<Event*>>(kUnboundedQueue);
+    Internal::EventAdmission admission;
     // Posters between their test of the installed flag and the end of their push.
     std::atomic<int> posting{0};
 
@@ -81,18 +85,9 @@ struct EventManager::Private {
     }
 
     // A loop waiting in pop on an empty queue gets a null, dispatches it and then
-    // sees the stop request. The null is pushed without waiting: a full queue refuses
-    // it, and then the loop is not waiting.
-    void wakeLoop() {
-        setPushBlock("Off");
-        queue->push(nullptr);
-        setPushBlock("On");
-    }
-
-    void setPushBlock(const char* value) {
-        queue->setProperty("PushBlock", value);
-        queue->endPropertyChange();
-    }
+    // sees the stop request; a busy loop stops before its next pop and the null is
+    // discarded with the rest. The queue has room for it whatever is pending.
+    void wakeLoop() { queue->push(nullptr); }
 
     void dropDispatcher() {
         std::shared_ptr<EventDispatcher> old;  // deleted after the lock is released
@@ -107,7 +102,10 @@ struct EventManager::Private {
         for (;;) {
             const bool postersDone = posting.load() == 0;
             Event* event = nullptr;
-            while (queue->size() > 0 && queue->pop(event)) delete event;
+            while (queue->size() > 0 && queue->pop(event)) {
+                if (event) admission.leave();
+                delete event;
+            }
             if (postersDone) return;
             std::this_thread::yield();
         }
@@ -146,8 +144,13 @@ void EventManager::postEvent(Event* event, EventGenerator* sender) {
     const PostingScope posting(d->posting);
     if (!hasEventDispatcher()) return;
     owned->setSenderId(sender->makeSenderId());
+    d->admission.enter();
     // A refused push leaves the event to owned, which deletes it.
-    if (d->queue->push(owned.get())) owned.release();
+    if (d->queue->push(owned.get())) {
+        owned.release();
+    } else {
+        d->admission.leave();
+    }
 }
 
 bool EventManager::disconnect(std::uint64_t senderId) {
@@ -157,7 +160,7 @@ bool EventManager::disconnect(std::uint64_t senderId) {
 
 void EventManager::installPrivate(EventDispatcher* dispatcher) {
     std::shared_ptr<EventDispatcher> owned(dispatcher);
-    d->loop->attach(d->queue.get(), owned.get());
+    d->loop->attach(d->queue.get(), owned.get(), &d->admission);
     {
         MutexLock lock(&d->dispatcherLock);
         d->dispatcher = std::move(owned);

@@ -1,11 +1,15 @@
 #include <korvane/log/Log.h>
 
 #include <korvane/buffers/FifoTemplate.h>
+#include <korvane/log/LogFunctions.h>
 #include <korvane/platform/DateTime.h>
 #include <korvane/platform/Mutex.h>
 
 #include <atomic>
+#include <exception>
 #include <map>
+#include <set>
+#include <vector>
 
 namespace Korvane {
 
@@ -34,8 +38,10 @@ struct Log::Private {
         return static_cast<FifoTemplate<LogItemInterface*>*>(queue.rawPtr());
     }
 
-    Mutex writersLock;  // guards writers; held while items are written
+    Mutex writersLock;  // guards writers and failedWriters; held while items are written
     std::map<std::string, LogWriterRefPtr> writers;
+    // Writers that threw since they were attached: each is reported once.
+    std::set<std::string> failedWriters;
     // Read without a lock on the writing path.
     std::atomic<int> writerCount{0};
     std::atomic<int> threshold{LevelInfo};
@@ -88,6 +94,7 @@ void Log::write(LogLevel level, const LogItemInterface& item) {
 bool Log::addWriter(const std::string& name, LogWriterRefPtr& writer) {
     MutexLock lock(&d->writersLock);
     if (!d->writers.emplace(name, writer).second) return false;
+    d->failedWriters.erase(name);
     d->writerCount = static_cast<int>(d->writers.size());
     return true;
 }
@@ -118,9 +125,43 @@ bool Log::writeNext() {
     LogItemInterface* item = nullptr;
     if (!d->fifo()->popNoProfile(item)) return false;
     std::unique_ptr<LogItemInterface> owned(item);
-    MutexLock lock(&d->writersLock);
-    for (auto& [name, writer] : d->writers) writer->write(*owned);
+    std::vector<std::string> reports;
+    {
+        MutexLock lock(&d->writersLock);
+        for (auto& [name, writer] : d->writers) {
+            const std::string failure = writeCaught(*writer, *owned);
+            if (!failure.empty() && d->failedWriters.insert(name).second) {
+                reports.push_back("[Log] The log writer [" + name + "] of log [" +
+                                  this->name() + "] threw: " + failure);
+                reportToOthersPrivate(reports.back(), name);
+            }
+        }
+    }
+    // The system log's own thread must not wait for room in its own queue.
+    if (this->name() != "SystemLog") {
+        for (const std::string& report : reports) korvLogError(report);
+    }
     return true;
+}
+
+// The text of what the writer threw, empty when it did not throw.
+std::string Log::writeCaught(LogWriter& writer, const LogItemInterface& item) {
+    try {
+        writer.write(item);
+    } catch (const std::exception& e) {
+        return std::string(e.what()).empty() ? "exception" : e.what();
+    } catch (...) {
+        return "unknown exception";
+    }
+    return std::string();
+}
+
+// Hands the report straight to every writer but the failed one, on this thread.
+void Log::reportToOthersPrivate(const std::string& report, const std::string& failed) {
+    const LogItem item(LevelError, report, DateTime::now());
+    for (auto& [name, writer] : d->writers) {
+        if (name != failed) writeCaught(*writer, item);
+    }
 }
 
 bool Log::sequence(unsigned long long) {

@@ -3,8 +3,11 @@
 
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <limits>
 #include <sstream>
+#include <stdexcept>
+#include <system_error>
 #include <vector>
 
 namespace Korvane {
@@ -85,10 +88,11 @@ bool replaceThroughTemporary(const std::string& file, int skip, int* kept) {
 }
 
 // The fallback without a temporary file: the kept lines wait in memory while the file
-// is truncated and rewritten.
+// is truncated and rewritten. A file that cannot be read is left whole (-1).
 int rewriteInPlace(const std::string& file, int skip) {
     std::ostringstream kept;
     std::ifstream reader(file);
+    if (!reader.is_open()) return -1;
     const int copied = copyLines(reader, kept, skip);
     reader.close();
     std::ofstream rewritten(file, std::ios::out | std::ios::trunc);
@@ -127,6 +131,8 @@ bool LogFileWriter::activatePropertyChange() {
 
     MutexLock lock(&m_mutex);
     m_lineCount = 0;
+    m_lost = false;
+    m_failing = false;
     const bool wasOpen = m_file.is_open();
     if (wasOpen) m_file.close();
     m_fileName = fileName;
@@ -155,20 +161,47 @@ void LogFileWriter::write(const LogItemInterface& item) {
     MutexLock lock(&m_mutex);
     try {
         writePrivate(item);
+        m_failing = false;
     } catch (const std::exception& error) {
+        // Once until a line is written again, not for every line of an outage.
+        if (m_failing) return;
+        m_failing = true;
         std::printf("ERROR: Can not write to log file. Reason: %s", error.what());
         std::fflush(stdout);
     }
 }
 
 void LogFileWriter::writePrivate(const LogItemInterface& item) {
-    if (!m_file.is_open()) return;
+    if (!m_file.is_open() && !m_lost) return;
+    if (m_lost || !fileStillThere()) reopenPrivate();
     std::string line;
     item.print(line);
     m_file << line << '\n';
     m_file.flush();
+    if (!m_file) {
+        m_file.clear();
+        throw std::runtime_error("a line could not be written to " + m_fileName);
+    }
     if (m_lineCount < std::numeric_limits<int>::max()) ++m_lineCount;
     if (m_maxLines > 0 && m_lineCount > m_maxLines) rotatePrivate();
+}
+
+// False once the file was removed (with its directory, say) behind the open stream,
+// which would go on writing into the removed file.
+bool LogFileWriter::fileStillThere() const {
+    std::error_code error;
+    return std::filesystem::exists(m_fileName, error);
+}
+
+// Opens the file again under its name, as a new file when it is gone; throws when
+// that fails, and the next write tries again.
+void LogFileWriter::reopenPrivate() {
+    m_file.close();
+    m_file.clear();
+    m_lineCount = countLines(m_fileName);
+    m_file.open(m_fileName, std::ios::out | std::ios::app);
+    m_lost = !m_file.is_open();
+    if (m_lost) throw std::runtime_error("the file " + m_fileName + " can not be opened");
 }
 
 // Keeps the newest maximum / 8 lines (as far as the line count knows the file).
@@ -176,9 +209,11 @@ void LogFileWriter::rotatePrivate() {
     m_file.close();
     const int skip = m_lineCount - m_maxLines / 8;
     if (!replaceThroughTemporary(m_fileName, skip, &m_lineCount)) {
-        m_lineCount = rewriteInPlace(m_fileName, skip);
+        const int kept = rewriteInPlace(m_fileName, skip);
+        if (kept >= 0) m_lineCount = kept;
     }
     m_file.open(m_fileName, std::ios::out | std::ios::app);
+    m_lost = !m_file.is_open();
 }
 
 }  // namespace Korvane

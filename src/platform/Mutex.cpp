@@ -1,5 +1,6 @@
 #include <korvane/platform/Mutex.h>
 
+#include "platform/LockWatch.h"
 #include "platform/MonotonicClock.h"
 
 #include <pthread.h>
@@ -60,7 +61,47 @@ private:
 
 constexpr unsigned long kInfinite = 0xFFFFFFFFul;
 
+// The watched thread, and the Mutex it waits for.
+thread_local bool thisThreadWatched = false;
+pthread_mutex_t awaitedLock = PTHREAD_MUTEX_INITIALIZER;  // guards awaited
+// Set only while the watched thread waits for it or has just taken it, so it is
+// alive while awaitedLock is held.
+Mutex* awaited = nullptr;
+
+// Publishes m for the time the watched thread waits for it.
+class AwaitedScope {
+public:
+    explicit AwaitedScope(Mutex* m) : m_published(thisThreadWatched) {
+        if (m_published) set(m);
+    }
+    ~AwaitedScope() {
+        if (m_published) set(nullptr);
+    }
+    AwaitedScope(const AwaitedScope&) = delete;
+    AwaitedScope& operator=(const AwaitedScope&) = delete;
+
+private:
+    static void set(Mutex* m) {
+        EventLockGuard guard(&awaitedLock);
+        awaited = m;
+    }
+    const bool m_published;
+};
+
 }  // namespace
+
+namespace Internal {
+
+void watchLockWaitsOfThisThread(bool watch) { thisThreadWatched = watch; }
+
+bool callerHoldsLockAwaitedByWatchedThread() {
+    EventLockGuard guard(&awaitedLock);
+    if (!awaited || !awaited->tryLock()) return false;
+    awaited->unlock();
+    return true;
+}
+
+}  // namespace Internal
 
 Mutex::Mutex() : d(new (m_storage) Private) {
     static_assert(sizeof(Private) <= storageSize && alignof(Private) <= 16,
@@ -69,7 +110,13 @@ Mutex::Mutex() : d(new (m_storage) Private) {
 
 Mutex::~Mutex() { d->~Private(); }
 
-void Mutex::lock() { pthread_mutex_lock(&d->lock); }
+void Mutex::lock() {
+    if (pthread_mutex_trylock(&d->lock) == 0) return;
+    const AwaitedScope scope(this);
+    pthread_mutex_lock(&d->lock);
+}
+
+bool Mutex::tryLock() { return pthread_mutex_trylock(&d->lock) == 0; }
 
 void Mutex::unlock() { pthread_mutex_unlock(&d->lock); }
 

@@ -109,6 +109,21 @@ TEST(ConfigSerializer, DescriptionIsTheLastSemicolonLineSeen) {
     EXPECT_EQ(table.propertyDescription("C"), "Second");
 }
 
+TEST(ConfigSerializer, CommentsWithEqualsSignsAndCrlfLineEndsAreReadAsMeant) {
+    Table table;
+    readInto<ConfigSerializer>(&table,
+                               "# Korvane Properties\r\n# \r\n# a = b\r\n"
+                               "; Gain = exposure * 2\r\nGain = 2\r\n\r\n"
+                               "  # indented = comment\r\n\t; Mode = x\r\nMode = fast\r\n");
+    EXPECT_EQ(table.propertyNameList(), (std::vector<std::string>{"Gain", "Mode"}));
+    EXPECT_EQ(table.propertyDescription("Gain"), "Gain = exposure * 2");
+    EXPECT_EQ(valueOf<std::string>(table, "Mode"), "fast");
+    // Only the line's last '\r' is its line end; a lone one inside stays text.
+    readInto<ConfigSerializer>(&table, "; two\r\r\nText = a\rb\r\n");
+    EXPECT_EQ(table.propertyDescription("Text"), "two\r");
+    EXPECT_EQ(valueOf<std::string>(table, "Text"), "a\rb");
+}
+
 TEST(ConfigSerializer, MalformedLinesAndSectionsAreReadWithoutFailing) {
     Table table;
     readInto<ConfigSerializer>(&table, bytes("Bin\0ary = \xff\x00\xfe\n\xff\xff\n") +

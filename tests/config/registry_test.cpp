@@ -183,6 +183,22 @@ TEST(RegistryConfigFile, SavedFileRestoresSettingsAndAddsNewOnes) {
     EXPECT_EQ(read.propertyDescription("FRAME_PATH"), "Where frames go.");
 }
 
+TEST(RegistryConfigFile, BuildRecordStaysReadOnly) {
+    KorvaneTest::TempDir dir;
+    const std::string path = dir.file("korvane.cfg");
+    std::ofstream(path) << "TOOLSET = GCC\nCPU = x86\nPLATFORM = 64\nLOG_PATH = /var/log/\n";
+    FreshRegistry registry;
+    registry.parseConfigFile(path.c_str());
+    EXPECT_EQ(value(registry, "LOG_PATH"), "/var/log/");
+    for (const char* name : {"TOOLSET", "CPU", "PLATFORM"}) {
+        EXPECT_EQ(registry.propertyAccess(name), read_access) << name;
+        EXPECT_EQ(registry.propertyType(name), string_property) << name;
+        EXPECT_FALSE(registry.setProperty(name, "changed")) << name;
+    }
+    EXPECT_EQ(value(registry, "TOOLSET"), "MSVC");
+    EXPECT_EQ(value(registry, "PLATFORM"), "WIN32");
+}
+
 TEST(RegistryConfigFile, MissingOrUnwritableFilesChangeNothing) {
     KorvaneTest::TempDir dir;
     FreshRegistry registry;

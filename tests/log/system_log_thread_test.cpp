@@ -9,6 +9,7 @@
 #include <korvane/log/Profiler.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "support/Deadline.h"
@@ -77,6 +78,13 @@ TEST_F(SystemLog, OtherPartsReportTheirFailuresThroughIt) {
     Registry::get()->parseConfigFile(missing.c_str());
     EXPECT_TRUE(eventuallyIn("logfile.txt",
                              ": [Registry::parseConfigFile] No config file found: " + missing));
+    // Once per setting the file tried to change, not for one it repeats unchanged.
+    const std::string config = directory->file("build-record.cfg");
+    std::ofstream(config) << "TOOLSET = GCC\nCPU = x86\n";
+    Registry::get()->parseConfigFile(config.c_str());
+    EXPECT_TRUE(eventuallyIn(
+        "logfile.txt", ": [Registry::parseConfigFile] Read-only setting not changed: TOOLSET\n"));
+    EXPECT_EQ(text("logfile.txt").find("Read-only setting not changed: CPU"), std::string::npos);
 }
 
 TEST_F(SystemLog, ProfileRecordsGoToProfileLogInTheWorkingDirectoryOnly) {

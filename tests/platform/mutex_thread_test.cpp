@@ -90,6 +90,21 @@ TEST(Mutex, ReentrantLockIsHeldThroughWaitsUntilFullyUnlocked) {
     EXPECT_EQ(other.wait_for(kGenerousDeadline), std::future_status::ready);
 }
 
+TEST(Mutex, TryLockTakesAFreeOrOwnLockAndNeverWaitsForAnother) {
+    auto m = std::make_shared<Mutex>();
+    ASSERT_TRUE(m->tryLock());
+    ASSERT_TRUE(m->tryLock()) << "re-entrant";
+    auto other = startDetached([m] { EXPECT_FALSE(m->tryLock()); });
+    ASSERT_EQ(other.wait_for(kGenerousDeadline), std::future_status::ready);
+    m->unlock();
+    m->unlock();
+    other = startDetached([m] {
+        EXPECT_TRUE(m->tryLock());
+        m->unlock();
+    });
+    ASSERT_EQ(other.wait_for(kGenerousDeadline), std::future_status::ready);
+}
+
 TEST(Thread, RunsTheBodyOnceAndIsRunningOnlyUntilItEnds) {
     std::promise<void> release;
     auto released = release.get_future().share();

@@ -4,6 +4,7 @@
 #include <korvane/process/BufferSlotInterface.h>
 #include <korvane/process/PtrWrapper.h>
 
+#include <climits>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -195,6 +196,14 @@ TEST_F(BufferSlotTest, ManagerConnectFailureAndDisconnectOfAnUnwiredSlotLeaveNoT
     EXPECT_TRUE(manager->connect(BufferSlotPtrWrapper(), "Out", sink, "In", 5).isNull());
     EXPECT_TRUE(manager->connect(source, "Out", BufferSlotPtrWrapper(), "In", 5).isNull());
     EXPECT_TRUE(manager->connect(source, "Nothing", sink, "In", 5).isNull());
+    // Sizes that cannot be met are refused before anything is allocated (a ring
+    // allocates every slot up front: asking for 2^31 of them would not return).
+    for (const BufferType discipline : {BufferFifo, BufferRing}) {
+        EXPECT_TRUE(manager->connect(source, "Out", sink, "In", discipline, -1).isNull());
+        EXPECT_TRUE(manager->connect(source, "Out", sink, "In", discipline, INT_MIN).isNull());
+    }
+    EXPECT_TRUE(manager->connect(source, "Out", sink, "In", BufferRing, INT_MAX).isNull());
+    EXPECT_TRUE(manager->connect(source, "Out", sink, "In", BufferRing, (1 << 24) + 1).isNull());
     EXPECT_EQ(manager->instanceCount(), 0u);
     EXPECT_EQ(textOf(*source, "Out") + textOf(*sink, "In") + textOf(*secondSource, "Out"), "");
 

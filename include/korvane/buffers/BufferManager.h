@@ -10,6 +10,8 @@
 // element type and the discipline. Decision on text slots: slots declare their element
 // type exactly as buffers report it ("Image", "Object", "Event", "string"), and connect
 // maps "string" to the registered stem "String" before it appends "Fifo" or "Ring".
+// Decision on sizes: connect refuses (an empty handle, nothing made) a negative size,
+// and for a ring, which allocates every slot up front, a size above 16777216.
 
 #include <korvane/buffers/Buffer.h>
 #include <korvane/core/Export.h>

@@ -5,7 +5,9 @@
 // with the caller holding the table's lock (PropertyInterface::serialize does).
 // Reading takes as description the last line starting with ';' seen before the
 // assignment (empty and section lines are passed over), and ignores assignments
-// whose key is empty: no property can be named "".
+// whose key is empty: no property can be named "". Lines starting (after blanks) with
+// '#' or ';' are comments even when they hold an '=', and a line's final '\r' is
+// dropped, so files with CRLF line ends read like the others.
 
 #include <korvane/config/PropertySerializer.h>
 #include <korvane/core/Export.h>

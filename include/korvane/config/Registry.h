@@ -33,6 +33,8 @@ public:
 
     // Reads a property file into the registry (a value read replaces its whole
     // record). A file that cannot be opened, or a null path, logs a warning.
+    // Read-only settings (the build record) keep their records; a file giving one of
+    // them another value logs a warning naming it.
     void parseConfigFile(const char* path);
     // Writes the registry as a property file; silent when the file cannot be opened.
     void saveToConfigFile(const char* path) const;

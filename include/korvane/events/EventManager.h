@@ -19,6 +19,12 @@
 // - setEventDispatcher and the destructor wait for the loop thread to end: never call
 //   them from dispatch. Replacing a dispatcher takes two calls: the first removes the
 //   installed one (deleting it), the second installs the new one.
+// - Posting under a property's lock cannot deadlock with a dispatcher that reads that
+//   property: a poster that finds 1000 events pending waits, unless the loop thread
+//   is waiting for a lock the poster holds; then its event is queued past the bound,
+//   in order. (A dispatcher that waits on other threads which wait for the poster is
+//   not detected.) An exception thrown by dispatch is logged to "SystemLog" and the
+//   loop goes on with the next event.
 
 #include <korvane/core/Export.h>
 #include <korvane/events/EventGenerator.h>
@@ -51,7 +57,7 @@ public:
     // Takes ownership of event whatever happens. Dropped (deleted) for a null
     // sender, a sender whose events are blocked, or with no dispatcher installed;
     // otherwise stamped with the sender's id and queued. Blocks while 1000 events
-    // are pending.
+    // are pending (see the decisions above for the one exception).
     void postEvent(Event* event, EventGenerator* sender);
     // Forwards to the dispatcher; false when none is installed.
     bool disconnect(std::uint64_t senderId);

@@ -9,7 +9,9 @@
 // log (and the library's shut-down) does not wait out the pause. A stopping log
 // writes out what is still queued (cleanup), so the last lines before a shut-down
 // are not lost. A log stops its own process when it is destroyed, so releasing a
-// running log is safe.
+// running log is safe. A writer that throws misses that item while the others get
+// it; its first exception since it was attached is reported as an error line to the
+// log's other writers and, from any log but "SystemLog", to the system log.
 
 #include <korvane/core/Export.h>
 #include <korvane/core/Handles.h>
@@ -58,6 +60,8 @@ private:
     bool admits(LogLevel level) const;
     // Hands the next queued item to every writer; false when none was queued.
     bool writeNext();
+    static std::string writeCaught(LogWriter& writer, const LogItemInterface& item);
+    void reportToOthersPrivate(const std::string& report, const std::string& failed);
     void enqueue(LogItemInterface* item);
 
     struct Private;

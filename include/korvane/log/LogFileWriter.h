@@ -10,6 +10,12 @@
 // name, say), the kept lines are read into memory and the file is rewritten in place.
 // "Append" ends an existing file's unfinished last line before writing. An activation
 // with an empty "FileName" closes the file, and the writer falls silent.
+// A file that cannot be opened at activation leaves the writer silent. Once open, the
+// file is checked before each line: a file removed meanwhile (with its directory, say)
+// is opened again under its name, and a line that cannot be written, or a file that
+// cannot be opened again, is reported once on standard output, not for every line,
+// until a line is written again. A rotation in a directory that became read-only
+// rewrites the file in place and loses no kept line.
 
 #include <korvane/core/Export.h>
 #include <korvane/log/LogWriter.h>
@@ -44,12 +50,16 @@ private:
     void writePrivate(const LogItemInterface& item);
     void openPrivate(const std::string& mode, bool wasOpen);
     void rotatePrivate();
+    bool fileStillThere() const;
+    void reopenPrivate();
 
-    Mutex m_mutex;  // guards m_file, m_fileName, m_maxLines and m_lineCount
+    Mutex m_mutex;  // guards all the fields below
     std::ofstream m_file;
     std::string m_fileName;  // the name m_file was opened with
     int m_maxLines = -1;     // 0 or less: no limit
     int m_lineCount = 0;     // lines in the file, as far as this writer knows
+    bool m_lost = false;     // the open file was lost; each write tries to open it again
+    bool m_failing = false;  // a failure was reported and no line written since
 };
 
 }  // namespace Korvane

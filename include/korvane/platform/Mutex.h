@@ -21,6 +21,9 @@ public:
 
     // Blocks until the calling thread holds the lock; at once if it already does.
     void lock();
+    // Takes the lock (one more level if the caller holds it) when no other thread
+    // holds it; true when the caller now holds it. Never waits.
+    bool tryLock();
     // Releases one level of the lock.
     void unlock();
 
