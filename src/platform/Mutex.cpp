@@ -1,6 +1,7 @@
 #include <korvane/platform/Mutex.h>
 
 #include "platform/MonotonicClock.h"
+#include "platform/SpinWait.h"
 
 #include <pthread.h>
 
@@ -60,6 +61,11 @@ private:
 
 constexpr unsigned long kInfinite = 0xFFFFFFFFul;
 
+// Attempts of lock() before it sleeps. Locks are held for short stretches (a buffer's
+// push or pop, a property write), so a holder on another processor usually lets go
+// within a few attempts, and going to sleep would cost both sides a system call.
+constexpr int kLockAttempts = 100;
+
 }  // namespace
 
 Mutex::Mutex() : d(new (m_storage) Private) {
@@ -69,7 +75,16 @@ Mutex::Mutex() : d(new (m_storage) Private) {
 
 Mutex::~Mutex() { d->~Private(); }
 
-void Mutex::lock() { pthread_mutex_lock(&d->lock); }
+void Mutex::lock() {
+    if (pthread_mutex_trylock(&d->lock) == 0) return;
+    if (Internal::spinningHelps()) {
+        for (int i = 0; i < kLockAttempts; ++i) {
+            Internal::relaxProcessor();
+            if (pthread_mutex_trylock(&d->lock) == 0) return;
+        }
+    }
+    pthread_mutex_lock(&d->lock);
+}
 
 void Mutex::unlock() { pthread_mutex_unlock(&d->lock); }
 

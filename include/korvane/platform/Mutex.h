@@ -19,7 +19,8 @@ public:
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    // Blocks until the calling thread holds the lock; at once if it already does.
+    // Blocks until the calling thread holds the lock; at once if it already does. A
+    // lock held by another thread is retried for a short while before the caller sleeps.
     void lock();
     // Releases one level of the lock.
     void unlock();

@@ -1,0 +1,48 @@
+#pragma once
+// A bounded busy wait for a condition that a running peer is about to make true, for
+// use before sleeping on an event: a sleep and a wake-up cost microseconds, in which a
+// running peer hands over many items. The wait first re-tests with a processor pause
+// in between, then yields the processor between tests, so that a peer waiting for a
+// core (more runnable threads than cores) gets one; then it gives up and the caller
+// sleeps. On a machine with one processor only the yielding part runs. Its length is
+// bounded (some microseconds), so a spinning thread never starves the others.
+
+namespace Korvane::Internal {
+
+// Tells the processor that the caller spins (x86 pause, ARM yield).
+inline void relaxProcessor() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__) || defined(__arm__)
+    asm volatile("yield" ::: "memory");
+#else
+    asm volatile("" ::: "memory");
+#endif
+}
+
+// Gives the processor to another runnable thread, if there is one.
+void yieldProcessor();
+
+// Whether the pausing part is worth it: false on a machine with one processor.
+bool spinningHelps();
+
+// Calls ready() until it answers true or the budget is spent; answers the last
+// result. ready() must be cheap and safe without the caller's lock.
+template <class Ready>
+bool spinUntil(Ready ready) {
+    constexpr int pauseRounds = 200;
+    constexpr int yieldRounds = 8;
+    if (spinningHelps()) {
+        for (int i = 0; i < pauseRounds; ++i) {
+            if (ready()) return true;
+            relaxProcessor();
+        }
+    }
+    for (int i = 0; i < yieldRounds; ++i) {
+        if (ready()) return true;
+        yieldProcessor();
+    }
+    return ready();
+}
+
+}  // namespace Korvane::Internal
