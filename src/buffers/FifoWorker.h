@@ -4,7 +4,9 @@
 // multi-threaded. "Sync" waits on a full push or an empty pop, "Unsync" fails at
 // once; "Mt" does the whole operation under the buffer's lock, "St" touches the
 // queue without it (one producer and one consumer thread) and takes the lock only to
-// count itself as a waiter before it sleeps.
+// count itself as a waiter before it sleeps. A Sync wait first spins briefly without
+// the lock (BufferWorker::spinThenWaitLocked): the tests of full and empty read only
+// the queue's atomics.
 
 #include <korvane/platform/Mutex.h>
 
@@ -100,7 +102,7 @@ bool FifoWorker<T>::pushLocked(const T& item, FifoQueue<T>& queue, unsigned int 
         MutexLock guard(&lock);
         auto full = [&] { return queue.size() >= maxSize; };
         if constexpr (Sync) {
-            if (!this->waitLocked(lock, notFull, state.pushWaiters, full)) return false;
+            if (!this->spinThenWaitLocked(lock, notFull, state.pushWaiters, full)) return false;
         } else if (full()) {
             return false;
         }
@@ -125,7 +127,7 @@ bool FifoWorker<T>::popLocked(T& item, FifoQueue<T>& queue, Mutex& lock, Mutex& 
         MutexLock guard(&lock);
         auto empty = [&] { return queue.empty(); };
         if constexpr (Sync) {
-            if (!this->waitLocked(lock, notEmpty, state.popWaiters, empty)) return false;
+            if (!this->spinThenWaitLocked(lock, notEmpty, state.popWaiters, empty)) return false;
         } else if (empty()) {
             return false;
         }
@@ -146,7 +148,8 @@ bool FifoWorker<T>::pushUnlocked(const T& item, FifoQueue<T>& queue, unsigned in
     if (full()) {
         if constexpr (Sync) {
             MutexLock guard(&lock);
-            if (!this->waitLocked(lock, notFull, this->state().pushWaiters, full)) return false;
+            if (!this->spinThenWaitLocked(lock, notFull, this->state().pushWaiters, full))
+                return false;
         } else {
             return false;
         }
@@ -164,7 +167,8 @@ bool FifoWorker<T>::popUnlocked(T& item, FifoQueue<T>& queue, Mutex& lock, Mutex
     if (empty()) {
         if constexpr (Sync) {
             MutexLock guard(&lock);
-            if (!this->waitLocked(lock, notEmpty, this->state().popWaiters, empty)) return false;
+            if (!this->spinThenWaitLocked(lock, notEmpty, this->state().popWaiters, empty))
+                return false;
         } else {
             return false;
         }
