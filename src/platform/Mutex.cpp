@@ -66,6 +66,13 @@ constexpr unsigned long kInfinite = 0xFFFFFFFFul;
 // within a few attempts, and going to sleep would cost both sides a system call.
 constexpr int kLockAttempts = 100;
 
+// Whether the lock looks free, by a plain read of its state word: retrying only then
+// keeps a waiting processor from taking the lock's cache line away from the holder
+// with every attempt.
+bool looksFree(pthread_mutex_t& lock) {
+    return __atomic_load_n(&lock.__data.__lock, __ATOMIC_RELAXED) == 0;
+}
+
 }  // namespace
 
 Mutex::Mutex() : d(new (m_storage) Private) {
@@ -80,7 +87,7 @@ void Mutex::lock() {
     if (Internal::spinningHelps()) {
         for (int i = 0; i < kLockAttempts; ++i) {
             Internal::relaxProcessor();
-            if (pthread_mutex_trylock(&d->lock) == 0) return;
+            if (looksFree(d->lock) && pthread_mutex_trylock(&d->lock) == 0) return;
         }
     }
     pthread_mutex_lock(&d->lock);
