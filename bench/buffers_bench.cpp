@@ -13,66 +13,21 @@
 #include <korvane/image/Image.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdio>
-#include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "ReferenceQueue.h"
+
 namespace {
 
 using namespace Korvane;
+using KorvaneBench::ReferenceQueue;
 
 constexpr unsigned int capacity = 64;
-
-// The reference: a textbook bounded blocking queue.
-template <class T>
-class ReferenceQueue {
-public:
-    explicit ReferenceQueue(std::size_t limit) : m_limit(limit) {}
-
-    bool push(const T& item) {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_notFull.wait(lock, [&] { return m_items.size() < m_limit || m_closed; });
-        if (m_closed) return false;
-        m_items.push_back(item);
-        lock.unlock();
-        m_notEmpty.notify_one();
-        return true;
-    }
-
-    bool pop(T& item) {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_notEmpty.wait(lock, [&] { return !m_items.empty() || m_closed; });
-        if (m_closed) return false;
-        item = std::move(m_items.front());
-        m_items.pop_front();
-        lock.unlock();
-        m_notFull.notify_one();
-        return true;
-    }
-
-    void close() {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_closed = true;
-        }
-        m_notEmpty.notify_all();
-        m_notFull.notify_all();
-    }
-
-private:
-    std::mutex m_mutex;  // guards m_items and m_closed
-    std::condition_variable m_notEmpty;
-    std::condition_variable m_notFull;
-    std::deque<T> m_items;
-    std::size_t m_limit;
-    bool m_closed = false;
-};
 
 void applySwitches(PropertyInterface& buffer, const char* policy, const char* block) {
     buffer.setProperty("ThreadingPolicy", policy);

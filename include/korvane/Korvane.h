@@ -41,6 +41,7 @@
 #include <korvane/image/Channel.h>
 #include <korvane/image/Image.h>
 #include <korvane/image/ImageManager.h>
+#include <korvane/image/ImagePool.h>
 #include <korvane/image/Lut.h>
 #include <korvane/image/LutManager.h>
 #include <korvane/log/Log.h>

@@ -15,12 +15,24 @@
 // the lock, by a read-modify-write after its change: the waiter counts itself by one
 // too, before it re-tests, so either the peer reads the waiter's count or the waiter
 // finds the peer's change.
+//
+// Spinning: a FIFO's waiting operation first releases the lock and spins for a short,
+// bounded while (see platform/SpinWait.h) before it counts itself as a waiter. It
+// holds out for a batch (a quarter of the FIFO's items or room) rather than one, so
+// that a producer and a consumer that run at once take turns in batches instead of
+// contending for the lock and the queue's lines on every item; when the spin is spent
+// it goes on as soon as its condition holds. A peer that makes the condition true
+// meanwhile finds no waiter and signals nothing, so a hand-over between running
+// threads costs no sleep, no wake-up and no system call. The waiting that follows is
+// the one above, unchanged.
 
 #include <korvane/core/RefPtr.h>
 #include <korvane/platform/Mutex.h>
 
 #include <atomic>
 #include <type_traits>
+
+#include "platform/SpinWait.h"
 
 namespace Korvane {
 namespace Internal {
@@ -106,6 +118,20 @@ protected:
         if (!m_state->isAborted()) return true;
         if (waiters.count.load(std::memory_order_relaxed) > 0) event.notify();
         return false;
+    }
+
+    // As waitLocked, but first spins without the lock until plenty() (a batch of items
+    // or of room, or an abort), or, when the spin is spent, on to the wait as usual.
+    // unmet() and plenty() must be safe without the lock (a FIFO's tests read atomics).
+    template <class Unmet, class Plenty>
+    bool spinThenWaitLocked(Mutex& lock, Mutex& event, BufferWaiters& waiters, Unmet unmet,
+                            Plenty plenty) const {
+        if (unmet() && !m_state->isAborted()) {
+            Unlocked unlocked(lock);
+            spinUntil([&] { return !unmet() || m_state->isAborted(); },
+                      [&] { return plenty() || m_state->isAborted(); });
+        }
+        return waitLocked(lock, event, waiters, unmet);
     }
 
 private:

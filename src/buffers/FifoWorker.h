@@ -4,7 +4,9 @@
 // multi-threaded. "Sync" waits on a full push or an empty pop, "Unsync" fails at
 // once; "Mt" does the whole operation under the buffer's lock, "St" touches the
 // queue without it (one producer and one consumer thread) and takes the lock only to
-// count itself as a waiter before it sleeps.
+// count itself as a waiter before it sleeps. A Sync wait first spins briefly without
+// the lock (BufferWorker::spinThenWaitLocked): the tests of full, empty and of a batch
+// read only the queue's atomics.
 
 #include <korvane/platform/Mutex.h>
 
@@ -35,14 +37,19 @@ protected:
     bool pushLocked(const T& item, FifoQueue<T>& queue, unsigned int maxSize, Mutex& lock,
                     Mutex& notEmpty, Mutex& notFull);
     template <bool Sync>
-    bool popLocked(T& item, FifoQueue<T>& queue, Mutex& lock, Mutex& notEmpty, Mutex& notFull);
+    bool popLocked(T& item, FifoQueue<T>& queue, unsigned int maxSize, Mutex& lock, Mutex& notEmpty,
+                   Mutex& notFull);
 
     // Unlocked push and pop for one thread per side.
     template <bool Sync>
     bool pushUnlocked(const T& item, FifoQueue<T>& queue, unsigned int maxSize, Mutex& lock,
                       Mutex& notEmpty, Mutex& notFull);
     template <bool Sync>
-    bool popUnlocked(T& item, FifoQueue<T>& queue, Mutex& lock, Mutex& notEmpty, Mutex& notFull);
+    bool popUnlocked(T& item, FifoQueue<T>& queue, unsigned int maxSize, Mutex& lock,
+                     Mutex& notEmpty, Mutex& notFull);
+
+    // What a spinning wait holds out for: a quarter of the FIFO, at least one.
+    static std::size_t batchOf(unsigned int maxSize) { return maxSize / 4 > 1 ? maxSize / 4 : 1; }
 };
 
 // One strategy: Sync selects waiting, Locked the multi-threaded form.
@@ -59,12 +66,12 @@ public:
             return this->template pushUnlocked<Sync>(item, queue, maxSize, lock, notEmpty, notFull);
         }
     }
-    bool pop(T& item, FifoQueue<T>& queue, unsigned int, Mutex& lock, Mutex& notEmpty,
+    bool pop(T& item, FifoQueue<T>& queue, unsigned int maxSize, Mutex& lock, Mutex& notEmpty,
              Mutex& notFull) override {
         if constexpr (Locked) {
-            return this->template popLocked<Sync>(item, queue, lock, notEmpty, notFull);
+            return this->template popLocked<Sync>(item, queue, maxSize, lock, notEmpty, notFull);
         } else {
-            return this->template popUnlocked<Sync>(item, queue, lock, notEmpty, notFull);
+            return this->template popUnlocked<Sync>(item, queue, maxSize, lock, notEmpty, notFull);
         }
     }
 };
@@ -100,7 +107,9 @@ bool FifoWorker<T>::pushLocked(const T& item, FifoQueue<T>& queue, unsigned int 
         MutexLock guard(&lock);
         auto full = [&] { return queue.size() >= maxSize; };
         if constexpr (Sync) {
-            if (!this->waitLocked(lock, notFull, state.pushWaiters, full)) return false;
+            auto roomy = [&] { return queue.size() + batchOf(maxSize) <= maxSize; };
+            if (!this->spinThenWaitLocked(lock, notFull, state.pushWaiters, full, roomy))
+                return false;
         } else if (full()) {
             return false;
         }
@@ -115,8 +124,8 @@ bool FifoWorker<T>::pushLocked(const T& item, FifoQueue<T>& queue, unsigned int 
 
 template <class T>
 template <bool Sync>
-bool FifoWorker<T>::popLocked(T& item, FifoQueue<T>& queue, Mutex& lock, Mutex& notEmpty,
-                              Mutex& notFull) {
+bool FifoWorker<T>::popLocked(T& item, FifoQueue<T>& queue, unsigned int maxSize, Mutex& lock,
+                              Mutex& notEmpty, Mutex& notFull) {
     BufferWaitState& state = this->state();
     ReleaseAfterUnlock<T> previous(item);
     bool wakeProducer = false;
@@ -125,7 +134,9 @@ bool FifoWorker<T>::popLocked(T& item, FifoQueue<T>& queue, Mutex& lock, Mutex& 
         MutexLock guard(&lock);
         auto empty = [&] { return queue.empty(); };
         if constexpr (Sync) {
-            if (!this->waitLocked(lock, notEmpty, state.popWaiters, empty)) return false;
+            auto plenty = [&] { return queue.size() >= batchOf(maxSize); };
+            if (!this->spinThenWaitLocked(lock, notEmpty, state.popWaiters, empty, plenty))
+                return false;
         } else if (empty()) {
             return false;
         }
@@ -145,8 +156,10 @@ bool FifoWorker<T>::pushUnlocked(const T& item, FifoQueue<T>& queue, unsigned in
     auto full = [&] { return queue.producerSize() >= maxSize; };
     if (full()) {
         if constexpr (Sync) {
+            auto roomy = [&] { return queue.producerSize() + batchOf(maxSize) <= maxSize; };
             MutexLock guard(&lock);
-            if (!this->waitLocked(lock, notFull, this->state().pushWaiters, full)) return false;
+            if (!this->spinThenWaitLocked(lock, notFull, this->state().pushWaiters, full, roomy))
+                return false;
         } else {
             return false;
         }
@@ -158,14 +171,17 @@ bool FifoWorker<T>::pushUnlocked(const T& item, FifoQueue<T>& queue, unsigned in
 
 template <class T>
 template <bool Sync>
-bool FifoWorker<T>::popUnlocked(T& item, FifoQueue<T>& queue, Mutex& lock, Mutex& notEmpty,
-                                Mutex& notFull) {
+bool FifoWorker<T>::popUnlocked(T& item, FifoQueue<T>& queue, unsigned int maxSize, Mutex& lock,
+                                Mutex& notEmpty, Mutex& notFull) {
     auto empty = [&] { return queue.empty(); };
     if (empty()) {
         if constexpr (Sync) {
+            auto plenty = [&] { return queue.size() >= batchOf(maxSize); };
             MutexLock guard(&lock);
-            if (!this->waitLocked(lock, notEmpty, this->state().popWaiters, empty)) return false;
+            if (!this->spinThenWaitLocked(lock, notEmpty, this->state().popWaiters, empty, plenty))
+                return false;
         } else {
+            static_cast<void>(maxSize);
             return false;
         }
     }

@@ -2,6 +2,7 @@
 
 #include "platform/LockWatch.h"
 #include "platform/MonotonicClock.h"
+#include "platform/SpinWait.h"
 
 #include <pthread.h>
 
@@ -88,6 +89,18 @@ private:
     const bool m_published;
 };
 
+// Attempts of lock() before it sleeps. Locks are held for short stretches (a buffer's
+// push or pop, a property write), so a holder on another processor usually lets go
+// within a few attempts, and going to sleep would cost both sides a system call.
+constexpr int kLockAttempts = 100;
+
+// Whether the lock looks free, by a plain read of its state word: retrying only then
+// keeps a waiting processor from taking the lock's cache line away from the holder
+// with every attempt.
+bool looksFree(pthread_mutex_t& lock) {
+    return __atomic_load_n(&lock.__data.__lock, __ATOMIC_RELAXED) == 0;
+}
+
 }  // namespace
 
 namespace Internal {
@@ -112,6 +125,12 @@ Mutex::~Mutex() { d->~Private(); }
 
 void Mutex::lock() {
     if (pthread_mutex_trylock(&d->lock) == 0) return;
+    if (Internal::spinningHelps()) {
+        for (int i = 0; i < kLockAttempts; ++i) {
+            Internal::relaxProcessor();
+            if (looksFree(d->lock) && pthread_mutex_trylock(&d->lock) == 0) return;
+        }
+    }
     const AwaitedScope scope(this);
     pthread_mutex_lock(&d->lock);
 }

@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <utility>
 
 namespace Korvane {
 
@@ -34,6 +35,10 @@ class KORVANE_API RefCountBase {
 public:
     explicit RefCountBase(unsigned create = 0) : m_count(create ? new Count : nullptr) {}
     RefCountBase(const RefCountBase& other) : m_count(other.m_count) { acquire(); }
+    // Takes over other's share without touching the count; other holds none after.
+    RefCountBase(RefCountBase&& other) noexcept : m_count(other.m_count) {
+        other.m_count = nullptr;
+    }
     ~RefCountBase() = default;
 
     // Shares the other's count without giving up the one held before.
@@ -57,6 +62,13 @@ public:
         return 1;
     }
 
+protected:
+    void swapCount(RefCountBase& other) noexcept {
+        Count* const mine = m_count;
+        m_count = other.m_count;
+        other.m_count = mine;
+    }
+
 private:
     void acquire() {
         if (m_count) m_count->count.fetch_add(1, std::memory_order_relaxed);
@@ -75,6 +87,12 @@ public:
         : RefCountBase(object ? 1u : 0u), m_deleter(deleter), m_object(object) {}
     RefPtr(const RefPtr& other)
         : RefCountBase(other), m_deleter(other.m_deleter), m_object(other.m_object) {}
+    // Takes over other's share without touching the count (a handle moved through a
+    // buffer costs no count update); other is left empty.
+    RefPtr(RefPtr&& other) noexcept
+        : RefCountBase(std::move(other)), m_deleter(other.m_deleter), m_object(other.m_object) {
+        other.m_object = nullptr;
+    }
 
     virtual ~RefPtr() { destroyIfLast(); }
 
@@ -85,6 +103,16 @@ public:
         m_object = other.m_object;
         m_deleter = other.m_deleter;
         return *this;
+    }
+
+    // Lets go of this handle's share (destroying the object if it was the last) and
+    // takes over other's; other is left empty.
+    RefPtr& operator=(RefPtr&& other) noexcept {
+        RefPtr taken(std::move(other));
+        swapCount(taken);
+        std::swap(m_deleter, taken.m_deleter);
+        std::swap(m_object, taken.m_object);
+        return *this;  // taken releases the share held before
     }
 
     bool isNull() const { return m_object == nullptr; }

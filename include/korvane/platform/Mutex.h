@@ -19,7 +19,8 @@ public:
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    // Blocks until the calling thread holds the lock; at once if it already does.
+    // Blocks until the calling thread holds the lock; at once if it already does. A
+    // lock held by another thread is retried for a short while before the caller sleeps.
     void lock();
     // Takes the lock (one more level if the caller holds it) when no other thread
     // holds it; true when the caller now holds it. Never waits.
