@@ -79,8 +79,13 @@ bool Log::admits(LogLevel level) const {
     return !d->closing && d->queue.isValid() && level >= d->threshold && d->writerCount > 0;
 }
 
+// A queued item ends the log thread's idle wait, so lines reach the writers at once
+// rather than after the rest of a 500 ms pause.
 void Log::enqueue(LogItemInterface* item) {
-    if (!d->fifo()->pushNoProfile(item)) delete item;
+    if (d->fifo()->pushNoProfile(item))
+        d->wake.notify();
+    else
+        delete item;
 }
 
 void Log::write(LogLevel level, const std::string& message) {

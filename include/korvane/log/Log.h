@@ -5,8 +5,9 @@
 // order, under the writers' lock, then deletes it. Logs are made by the LogManager.
 //
 // Decisions: an idle log waits for its next item on its own wake-up event for at
-// most 500 ms rather than sleeping blind, and a stop request wakes it, so stopping a
-// log (and the library's shut-down) does not wait out the pause. A stopping log
+// most 500 ms rather than sleeping blind; a queued item and a stop request wake it,
+// so lines reach the writers at once and stopping a log (and the library's shut-down)
+// does not wait out the pause. A stopping log
 // writes out what is still queued (cleanup), so the last lines before a shut-down
 // are not lost. A log stops its own process when it is destroyed, so releasing a
 // running log is safe. A writer that throws misses that item while the others get
