@@ -19,7 +19,7 @@ ensure_packages() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
-BASE_PACKAGES=(cmake make g++ libboost-dev libgtest-dev libgmock-dev)
+BASE_PACKAGES=(cmake make g++ libboost-dev libgtest-dev libgmock-dev libpng-dev libtiff-dev)
 
 # configure_and_build DIR [cmake options...] [-- targets...]
 configure_and_build() {
