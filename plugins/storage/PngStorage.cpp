@@ -61,8 +61,7 @@ void interleave(Image& image, unsigned int y, unsigned int bytes, std::vector<pn
     }
 }
 
-void deinterleave(const std::vector<png_byte>& row, unsigned int y, unsigned int bytes,
-                  Image& image) {
+void deinterleave(const png_byte* row, unsigned int y, unsigned int bytes, Image& image) {
     const int channels = image.channelCount();
     const std::size_t rowStart = std::size_t(y) * image.width();
     for (int c = 0; c < channels; ++c) {
@@ -105,10 +104,12 @@ bool writePng(FILE* file, Image& image, PngError& error) {
     return true;
 }
 
-// Reads file into made; false with error set when libpng failed. row and made belong
-// to the caller, so that a jump back to the setjmp finds them in memory, not stale in
-// registers of this frame.
-bool readPng(FILE* file, PngError& error, std::vector<png_byte>& row, ImgRefPtr& made) {
+// Reads file into made; false with error set when libpng failed. The whole image is
+// read at once (interlaced files need every pass) into pixels, through rows. pixels,
+// rows and made belong to the caller, so that a jump back to the setjmp finds them in
+// memory, not stale in registers of this frame.
+bool readPng(FILE* file, PngError& error, std::vector<png_byte>& pixels,
+             std::vector<png_bytep>& rows, ImgRefPtr& made) {
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &error, onError, onWarning);
     if (!png) return false;
     png_infop info = png_create_info_struct(png);
@@ -125,6 +126,7 @@ bool readPng(FILE* file, PngError& error, std::vector<png_byte>& row, ImgRefPtr&
         png_set_expand_gray_1_2_4_to_8(png);
     if (colourType == PNG_COLOR_TYPE_GRAY_ALPHA) png_set_strip_alpha(png);
     if (png_get_bit_depth(png, info) == 16) png_set_swap(png);
+    png_set_interlace_handling(png);
     png_color_8p significant = nullptr;
     int significantBits = 0;
     if (png_get_sBIT(png, info, &significant) && significant)
@@ -145,12 +147,13 @@ bool readPng(FILE* file, PngError& error, std::vector<png_byte>& row, ImgRefPtr&
     made->setPixelHint(hintFor(channels));
     if (significantBits > 0 && unsigned(significantBits) < bytes * 8)
         for (int c = 0; c < channels; ++c) made->channel(c)->setBitDepth(significantBits);
-    row.resize(png_get_rowbytes(png, info));
-    for (unsigned int y = 0; y < height; ++y) {
-        png_read_row(png, row.data(), nullptr);
-        deinterleave(row, y, bytes, *made);
-    }
+    const std::size_t rowBytes = png_get_rowbytes(png, info);
+    pixels.resize(rowBytes * height);
+    rows.resize(height);
+    for (unsigned int y = 0; y < height; ++y) rows[y] = &pixels[y * rowBytes];
+    png_read_image(png, rows.data());
     png_read_end(png, nullptr);
+    for (unsigned int y = 0; y < height; ++y) deinterleave(rows[y], y, bytes, *made);
     png_destroy_read_struct(&png, &info, nullptr);
     return true;
 }
@@ -193,9 +196,10 @@ bool PngStorage::load(ImgRefPtr& image, const char* fileName) {
         png_sig_cmp(signature, 0, sizeof signature) != 0)
         return failedOn("not a PNG file:", fileName);
     PngError error;
-    std::vector<png_byte> row;
+    std::vector<png_byte> pixels;
+    std::vector<png_bytep> rows;
     ImgRefPtr made;
-    if (!readPng(file.file, error, row, made))
+    if (!readPng(file.file, error, pixels, rows, made))
         return failedOn(std::string("libpng failed (") + error.message + ") on", fileName);
     image = made;
     framesRead(0, 1);
