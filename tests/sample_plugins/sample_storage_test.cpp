@@ -1,0 +1,470 @@
+// The sample storages, loaded from their module: every format written and read back
+// through the StorageManager, the files checked independently (PNG through libpng,
+// TIFF through libtiff, PGM/PPM byte by byte), multi-frame TIFF files, and the bad
+// input each storage must refuse with a clear log line and no crash.
+
+#include <gtest/gtest.h>
+#include <korvane/image/Channel.h>
+#include <korvane/image/Image.h>
+#include <korvane/image/ImageManager.h>
+#include <korvane/process/StorageManager.h>
+#include <png.h>
+#include <tiffio.h>
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "support/SamplePlugins.h"
+#include "support/SystemLogRecorder.h"
+#include "support/TempDir.h"
+
+using namespace Korvane;
+using namespace KorvaneTest;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using Samples = std::vector<double>;  // interleaved, pixel by pixel
+
+// A w x h image of `channels` channels of quantumId whose sample (x, y, c) is
+// pattern(i) with i its place in the interleaved order.
+ImgRefPtr patterned(unsigned int quantumId, unsigned int w, unsigned int h, int channels,
+                    double (*pattern)(unsigned int)) {
+    ImgRefPtr image = ImageManager::get()->createAnonymous(quantumId, w, h, unsigned(channels));
+    for (int c = 0; c < channels; ++c) {
+        unsigned char* raw = image->channel(c)->rawBuffer();
+        for (unsigned int p = 0; p < w * h; ++p) {
+            const double v = pattern(p * channels + c);
+            if (quantumId == 129) raw[p] = static_cast<unsigned char>(v);
+            if (quantumId == 257) reinterpret_cast<unsigned short*>(raw)[p] = (unsigned short)v;
+            if (quantumId == 514) reinterpret_cast<float*>(raw)[p] = static_cast<float>(v);
+        }
+    }
+    return image;
+}
+double bytePattern(unsigned int i) {
+    return (i * 37 + 5) % 256;
+}
+double wordPattern(unsigned int i) {
+    return (i * 4099 + 11) % 65536;
+}
+double twelveBitPattern(unsigned int i) {
+    return (i * 397 + 3) % 4096;
+}
+double floatPattern(unsigned int i) {
+    return i * 0.25 - 1.5;
+}
+
+// The samples of image, interleaved as the files store them.
+Samples interleaved(const ImgRefPtr& image) {
+    Samples out;
+    for (unsigned int p = 0; p < image->pixelCount(); ++p) {
+        for (int c = 0; c < image->channelCount(); ++c) {
+            const unsigned char* raw = image->channel(c)->rawBuffer();
+            switch (image->channel(c)->quantumId()) {
+                case 129:
+                    out.push_back(raw[p]);
+                    break;
+                case 257:
+                    out.push_back(reinterpret_cast<const unsigned short*>(raw)[p]);
+                    break;
+                default:
+                    out.push_back(reinterpret_cast<const float*>(raw)[p]);
+                    break;
+            }
+        }
+    }
+    return out;
+}
+
+// What an independent reader found in a file.
+struct Decoded {
+    unsigned int width = 0, height = 0, channels = 0, bits = 0;
+    bool floating = false;
+    Samples samples;
+};
+
+// libpng's low-level reader; nothing with a destructor lives in this frame.
+bool readPngInto(FILE* file, Decoded& out, std::vector<png_byte>& row) {
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_read_struct(&png, &info, nullptr);
+        return false;
+    }
+    png_init_io(png, file);
+    png_read_info(png, info);
+    out.width = png_get_image_width(png, info);
+    out.height = png_get_image_height(png, info);
+    out.channels = png_get_channels(png, info);
+    out.bits = png_get_bit_depth(png, info);
+    row.resize(png_get_rowbytes(png, info));
+    for (unsigned int y = 0; y < out.height; ++y) {
+        png_read_row(png, row.data(), nullptr);
+        for (unsigned int i = 0; i < out.width * out.channels; ++i)
+            out.samples.push_back(out.bits == 16 ? row[2 * i] << 8 | row[2 * i + 1] : row[i]);
+    }
+    png_destroy_read_struct(&png, &info, nullptr);
+    return true;
+}
+
+Decoded readPng(const std::string& path) {
+    Decoded out;
+    std::vector<png_byte> row;
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) return out;
+    EXPECT_TRUE(readPngInto(file, out, row)) << path;
+    std::fclose(file);
+    return out;
+}
+
+// Frame `frame` of a TIFF file through libtiff, any planar configuration.
+Decoded readTiff(const std::string& path, unsigned int frame = 0) {
+    Decoded out;
+    TIFF* tiff = TIFFOpen(path.c_str(), "r");
+    if (!tiff) return out;
+    uint16_t bits = 0, channels = 0, format = SAMPLEFORMAT_UINT, planar = PLANARCONFIG_CONTIG;
+    if (TIFFSetDirectory(tiff, tdir_t(frame)) &&
+        TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &out.width) &&
+        TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &out.height)) {
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &bits);
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &channels);
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &format);
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &planar);
+        out.bits = bits;
+        out.channels = channels;
+        out.floating = format == SAMPLEFORMAT_IEEEFP;
+        const unsigned int bytes = bits / 8;
+        std::vector<unsigned char> all(std::size_t(out.width) * out.height * channels * bytes);
+        std::vector<unsigned char> row(TIFFScanlineSize(tiff));
+        const unsigned int planes = planar == PLANARCONFIG_SEPARATE ? channels : 1;
+        for (unsigned int s = 0; s < planes; ++s) {
+            for (unsigned int y = 0; y < out.height; ++y) {
+                EXPECT_GE(TIFFReadScanline(tiff, row.data(), y, uint16_t(s)), 0);
+                for (unsigned int i = 0; i < row.size() / bytes; ++i) {
+                    const std::size_t place = planes == 1
+                                                  ? std::size_t(y) * out.width * channels + i
+                                                  : (std::size_t(y) * out.width + i) * channels + s;
+                    std::memcpy(&all[place * bytes], &row[i * bytes], bytes);
+                }
+            }
+        }
+        for (std::size_t i = 0; i < all.size() / bytes; ++i) {
+            const unsigned char* at = &all[i * bytes];
+            if (out.floating)
+                out.samples.push_back(*reinterpret_cast<const float*>(at));
+            else if (bytes == 2)
+                out.samples.push_back(*reinterpret_cast<const uint16_t*>(at));
+            else
+                out.samples.push_back(*at);
+        }
+    }
+    TIFFClose(tiff);
+    return out;
+}
+
+// Writes 8-bit samples (rows of width * channels) as an Adam7-interlaced PNG of
+// colourType, as other programs may write them.
+bool writeInterlacedPng(FILE* file, unsigned int width, unsigned int height, int colourType,
+                        png_bytep* rows) {
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_write_struct(&png, &info);
+        return false;
+    }
+    png_init_io(png, file);
+    png_set_IHDR(png, info, width, height, 8, colourType, PNG_INTERLACE_ADAM7,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    png_write_image(png, rows);
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    return true;
+}
+
+unsigned int tiffFrames(const std::string& path) {
+    TIFF* tiff = TIFFOpen(path.c_str(), "r");
+    if (!tiff) return 0;
+    const unsigned int frames = TIFFNumberOfDirectories(tiff);
+    TIFFClose(tiff);
+    return frames;
+}
+
+class SampleStorage : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        recorder = new SystemLogRecorder;
+        loaded = loadSamplePlugins("KorvaneStorage");
+    }
+    static void TearDownTestSuite() {
+        delete recorder;
+        recorder = nullptr;
+    }
+    void SetUp() override {
+        if (!loaded) GTEST_SKIP() << "the sample plug-ins are not part of this build";
+        recorder->messages();
+    }
+
+    // The first line logged since the last call, or "" when nothing was.
+    static std::string firstMessage() {
+        const Lines lines = recorder->messages();
+        return lines.empty() ? std::string() : lines.front();
+    }
+    static bool startsWith(const std::string& text, const std::string& prefix) {
+        return text.compare(0, prefix.size(), prefix) == 0;
+    }
+
+    StorageManager* storages = StorageManager::get();
+    TempDir dir;
+    static inline SystemLogRecorder* recorder = nullptr;
+    static inline bool loaded = false;
+};
+
+}  // namespace
+
+TEST_F(SampleStorage, TheModuleInstallsAStorageForEachFormat) {
+    const Lines types = storages->typeList();
+    for (const char* type : {"pnmstorage", "pngstorage", "tiffstorage"})
+        EXPECT_NE(std::find(types.begin(), types.end(), type), types.end()) << type;
+    std::string name = "formats";
+    StorageRefPtr tiff = storages->create("tiffstorage", name, true);
+    ASSERT_TRUE(tiff.isValid());
+    EXPECT_EQ(tiff->supportedSaveFormats(), (Lines{"tif", "tiff"}));
+    EXPECT_TRUE(tiff->canLoad("Frames.TIFF"));
+    storages->releaseInstance(name.c_str());
+}
+
+// Each format and sample type: saved through the manager, read back by an independent
+// reader and by our own, sample by sample.
+TEST_F(SampleStorage, EveryFormatRoundTripsItsSampleTypes) {
+    struct Case {
+        const char* file;
+        unsigned int quantumId;
+        int channels;
+        double (*pattern)(unsigned int);
+        unsigned int bitDepth;  // significant bits to set; 0 keeps the whole sample
+    };
+    const Case cases[] = {
+        {"grey8.png", 129, 1, bytePattern, 0},        {"grey16.png", 257, 1, wordPattern, 0},
+        {"rgb8.png", 129, 3, bytePattern, 0},         {"rgb16.png", 257, 3, wordPattern, 0},
+        {"rgba8.png", 129, 4, bytePattern, 0},        {"grey12.png", 257, 1, twelveBitPattern, 12},
+        {"grey8.tif", 129, 1, bytePattern, 0},        {"grey16.tiff", 257, 1, wordPattern, 0},
+        {"float.tif", 514, 1, floatPattern, 0},       {"rgb16.tif", 257, 3, wordPattern, 0},
+        {"grey8.pgm", 129, 1, bytePattern, 0},        {"grey16.pgm", 257, 1, wordPattern, 0},
+        {"grey12.pgm", 257, 1, twelveBitPattern, 12}, {"rgb8.ppm", 129, 3, bytePattern, 0},
+        {"rgb16.PPM", 257, 3, wordPattern, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        const std::string path = dir.file(c.file);
+        ImgRefPtr image = patterned(c.quantumId, 5, 3, c.channels, c.pattern);
+        if (c.bitDepth)
+            for (int ch = 0; ch < c.channels; ++ch) image->channel(ch)->setBitDepth(c.bitDepth);
+        ASSERT_TRUE(storages->saveImage(image, path.c_str()));
+        const Samples expected = interleaved(image);
+
+        const std::string ext = std::filesystem::path(path).extension();
+        if (ext == ".png") {
+            const Decoded file = readPng(path);
+            EXPECT_EQ(file.width, 5u);
+            EXPECT_EQ(file.height, 3u);
+            EXPECT_EQ(file.channels, unsigned(c.channels));
+            EXPECT_EQ(file.bits, c.quantumId == 129 ? 8u : 16u);
+            EXPECT_EQ(file.samples, expected);
+        } else if (ext == ".tif" || ext == ".tiff") {
+            const Decoded file = readTiff(path);
+            EXPECT_EQ(file.width, 5u);
+            EXPECT_EQ(file.channels, unsigned(c.channels));
+            EXPECT_EQ(file.floating, c.quantumId == 514);
+            EXPECT_EQ(file.samples, expected);
+        } else {
+            // The exact bytes: header, then big-endian samples.
+            const unsigned int top = c.bitDepth           ? (1u << c.bitDepth) - 1
+                                     : c.quantumId == 129 ? 255
+                                                          : 65535;
+            std::string bytes =
+                std::string(c.channels == 3 ? "P6" : "P5") + "\n5 3\n" + std::to_string(top) + "\n";
+            for (double v : expected) {
+                if (c.quantumId == 257) bytes += char(int(v) >> 8);
+                bytes += char(int(v) & 0xff);
+            }
+            EXPECT_EQ(readFile(path), bytes);
+        }
+
+        ImgRefPtr back;
+        ASSERT_TRUE(storages->loadImage(back, path.c_str()));
+        ASSERT_TRUE(back.isValid());
+        EXPECT_EQ(back->width(), 5u);
+        EXPECT_EQ(back->height(), 3u);
+        EXPECT_EQ(back->channelCount(), c.channels);
+        EXPECT_EQ(back->channel(0)->quantumId(), c.quantumId);
+        EXPECT_EQ(back->bitDepth(), c.bitDepth ? c.bitDepth : image->bitDepth());
+        EXPECT_EQ(interleaved(back), expected);
+    }
+    EXPECT_EQ(recorder->messages(), Lines{});
+}
+
+// A contiguous RGB file, as most programs write it, loads into planar channels.
+TEST_F(SampleStorage, ATiffWrittenByLibtiffWithInterleavedSamplesLoads) {
+    const std::string path = dir.file("contig.tif");
+    TIFF* tiff = TIFFOpen(path.c_str(), "w");
+    ASSERT_NE(tiff, nullptr);
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, uint32_t(2));
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, uint32_t(1));
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, uint16_t(8));
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, uint16_t(3));
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, uint16_t(PHOTOMETRIC_RGB));
+    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, uint16_t(PLANARCONFIG_CONTIG));
+    unsigned char row[] = {1, 2, 3, 4, 5, 6};
+    ASSERT_GE(TIFFWriteScanline(tiff, row, 0, 0), 0);
+    TIFFClose(tiff);
+    ImgRefPtr image;
+    ASSERT_TRUE(storages->loadImage(image, path.c_str()));
+    EXPECT_EQ(image->pixelHint(), Image::PlanarRgb);
+    EXPECT_EQ(interleaved(image), (Samples{1, 2, 3, 4, 5, 6}));
+}
+
+// Interlaced files need every pass; grey with alpha loads as grey.
+TEST_F(SampleStorage, AnInterlacedPngWrittenByLibpngLoads) {
+    const std::string path = dir.file("interlaced.png");
+    const unsigned int w = 9, h = 7;
+    std::vector<png_byte> pixels(w * h * 2);
+    std::vector<png_bytep> rows(h);
+    Samples grey;
+    for (unsigned int i = 0; i < w * h; ++i) {
+        pixels[2 * i] = static_cast<png_byte>(bytePattern(i));
+        pixels[2 * i + 1] = 255;
+        grey.push_back(bytePattern(i));
+    }
+    for (unsigned int y = 0; y < h; ++y) rows[y] = &pixels[y * w * 2];
+    FILE* file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    const bool written = writeInterlacedPng(file, w, h, PNG_COLOR_TYPE_GRAY_ALPHA, rows.data());
+    std::fclose(file);
+    ASSERT_TRUE(written);
+    ImgRefPtr image;
+    ASSERT_TRUE(storages->loadImage(image, path.c_str()));
+    EXPECT_EQ(image->channelCount(), 1);
+    EXPECT_EQ(interleaved(image), grey);
+}
+
+// Appended frames land in one file; loads walk through them with "FrameId".
+TEST_F(SampleStorage, MultiFrameTiffFilesCountAndWalkTheirFrames) {
+    const std::string path = dir.file("frames.tif");
+    std::string name = "frames";
+    StorageRefPtr tiff = storages->create("tiffstorage", name, true);
+    ASSERT_TRUE(tiff.isValid());
+    for (unsigned int frame = 0; frame < 3; ++frame) {
+        ImgRefPtr image = ImageManager::get()->createAnonymous(257u, 4, 2, 1);
+        std::fill_n(reinterpret_cast<unsigned short*>(image->rawBuffer()), 8, 1000 * (frame + 1));
+        ASSERT_TRUE(tiff->setProperty("Append", frame > 0));
+        ASSERT_TRUE(tiff->save(image, path.c_str())) << frame;
+        unsigned int count = 0;
+        EXPECT_TRUE(tiff->getProperty("FrameCount", &count));
+        EXPECT_EQ(count, frame + 1);
+    }
+    ASSERT_EQ(tiffFrames(path), 3u);
+    EXPECT_EQ(readTiff(path, 2).samples, Samples(8, 3000));
+
+    for (unsigned int expectedNext : {1u, 2u, 0u, 1u}) {
+        ImgRefPtr image;
+        unsigned int frame = 99;
+        tiff->getProperty("FrameId", &frame);
+        ASSERT_TRUE(tiff->load(image, path.c_str()));
+        EXPECT_EQ(interleaved(image), Samples(8, 1000.0 * (frame + 1))) << frame;
+        unsigned int next = 99, count = 0;
+        tiff->getProperty("FrameId", &next);
+        tiff->getProperty("FrameCount", &count);
+        EXPECT_EQ(next, expectedNext);
+        EXPECT_EQ(count, 3u);
+    }
+    ASSERT_TRUE(tiff->setProperty("FrameId", 3u));
+    ImgRefPtr image;
+    EXPECT_FALSE(tiff->load(image, path.c_str()));
+    EXPECT_TRUE(image.isNull());
+    EXPECT_EQ(firstMessage(),
+              "ERROR      : TiffStorage: no frame 3 among the 3 of \"" + path + "\"");
+    storages->releaseInstance(name.c_str());
+}
+
+TEST_F(SampleStorage, BadFilesAreRefusedWithAClearMessage) {
+    // A PNG cut in the middle of its samples.
+    const std::string good = dir.file("good.png");
+    ASSERT_TRUE(storages->saveImage(patterned(129, 64, 64, 1, bytePattern), good.c_str()));
+    const std::string cut = dir.file("cut.png");
+    const std::string whole = readFile(good);
+    std::ofstream(cut, std::ios::binary) << whole.substr(0, whole.size() / 2);
+    const std::string text = dir.file("notes.tif");
+    std::ofstream(text) << "This is a text file, not an image.\n";
+    const std::string shortPgm = dir.file("short.pgm");
+    std::ofstream(shortPgm, std::ios::binary) << "P5\n# made by hand\n400 400\n255\n\x01\x02";
+    const std::string noPng = dir.file("fake.png");
+    std::ofstream(noPng) << "not a png";
+
+    struct Case {
+        std::string file;
+        std::string message;  // the start of the one error line
+    };
+    const Case cases[] = {
+        {cut, "ERROR      : PngStorage: libpng failed ("},
+        {noPng, "ERROR      : PngStorage: not a PNG file: \"" + noPng + "\""},
+        {text, "ERROR      : TiffStorage: not a readable TIFF file ("},
+        {shortPgm, "ERROR      : PnmStorage: truncated samples in \"" + shortPgm + "\""},
+        {dir.file("missing.pgm"), "ERROR      : PnmStorage: cannot read \"" +
+                                      dir.file("missing.pgm") + "\": No such file or directory"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        ImgRefPtr image;
+        EXPECT_FALSE(storages->loadImage(image, c.file.c_str()));
+        EXPECT_TRUE(image.isNull());
+        const std::string message = firstMessage();
+        EXPECT_TRUE(startsWith(message, c.message)) << message;
+    }
+}
+
+TEST_F(SampleStorage, ImagesAFormatCannotHoldAndUnwritablePlacesAreRefused) {
+    const std::string blocked = dir.file("plain-file");
+    std::ofstream(blocked) << "a file where a directory should be";
+    struct Case {
+        ImgRefPtr image;
+        std::string file;
+        std::string message;
+    };
+    const Case cases[] = {
+        {patterned(514, 2, 2, 1, floatPattern), dir.file("f.png"),
+         "ERROR      : PngStorage: cannot store 32-bit float samples in \"" + dir.file("f.png") +
+             "\""},
+        {patterned(129, 2, 2, 2, bytePattern), dir.file("two.png"),
+         "ERROR      : PngStorage: PNG holds 1, 3 or 4 channels, not 2, for \"" +
+             dir.file("two.png") + "\""},
+        {ImageManager::get()->createAnonymous(259u, 2, 2, 1), dir.file("s.pgm"),
+         "ERROR      : PnmStorage: cannot store 16-bit signed samples in \"" + dir.file("s.pgm") +
+             "\""},
+        {patterned(129, 2, 2, 1, bytePattern), dir.file("grey.ppm"),
+         "ERROR      : PnmStorage: PPM needs 3 channels, not 1, for \"" + dir.file("grey.ppm") +
+             "\""},
+        {patterned(514, 2, 2, 3, floatPattern), dir.file("rgb.tif"),
+         "ERROR      : TiffStorage: cannot store 32-bit float samples of 3 channels in \"" +
+             dir.file("rgb.tif") + "\""},
+        {patterned(129, 2, 2, 1, bytePattern), blocked + "/x.png",
+         "ERROR      : PngStorage: cannot write \"" + blocked + "/x.png\": Not a directory"},
+        {patterned(129, 2, 2, 1, bytePattern), blocked + "/x.pgm",
+         "ERROR      : PnmStorage: cannot write \"" + blocked + "/x.pgm\""},
+        {patterned(129, 2, 2, 1, bytePattern), blocked + "/x.tif",
+         "ERROR      : TiffStorage: cannot write"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        EXPECT_FALSE(storages->saveImage(c.image, c.file.c_str()));
+        EXPECT_FALSE(std::filesystem::exists(c.file));
+        const std::string message = firstMessage();
+        EXPECT_TRUE(startsWith(message, c.message)) << message;
+    }
+}
