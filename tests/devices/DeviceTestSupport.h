@@ -82,8 +82,6 @@ private:
     std::vector<std::string> m_calls;
 };
 
-using GrabberHandle = Korvane::RefPtr<ScriptedGrabber>;
-
 // A free-standing grabber (not in any manager) under name.
 class NamedGrabber : public ScriptedGrabber {
 public:
@@ -98,7 +96,7 @@ inline ScriptedGrabber& scripted(const Korvane::FrameGrabberRefPtr& grabber) {
     return dynamic_cast<ScriptedGrabber&>(*grabber);
 }
 
-// A device that does nothing but hold components; its protected maps are open.
+// A device that does nothing but hold components.
 class PlainDevice : public Korvane::Device {
 public:
     PlainDevice() = default;
@@ -114,8 +112,6 @@ public:
     bool setFormat(unsigned int, unsigned int, unsigned int) override { return false; }
     bool format(unsigned int&, unsigned int&, unsigned int&) const override { return false; }
     unsigned long long framesDelivered() const override { return 0; }
-
-    using Device::frameGrabberMap;
 };
 
 inline Korvane::DeviceRefPtr plainDevice() {
