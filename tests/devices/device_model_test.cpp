@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "devices/DeviceTestSupport.h"
+#include "support/SystemLogRecorder.h"
 
 using namespace Korvane;
 using namespace KorvaneTest;
@@ -196,7 +197,7 @@ TEST(FrameGrabberManager, DetectorsRegisterOnceUnderTheirName) {
 // DeviceManager::detectGrabbers) keeps the open grabbers, the full re-detection stops
 // and closes them and keeps none. Detectors run in name order with the caller's value.
 TEST(FrameGrabberManager, DetectionDropsClosedGrabbersAndAsksEveryDetector) {
-    LogRecorder log;
+    SystemLogRecorder log;
     FrameGrabberManager* manager = FrameGrabberManager::get();
     DeviceManager* devices = DeviceManager::get();
     ASSERT_TRUE(devices->registerFrameGrabber("DetectGrabber", namedGrabber("")));
@@ -211,9 +212,8 @@ TEST(FrameGrabberManager, DetectionDropsClosedGrabbersAndAsksEveryDetector) {
 
     EXPECT_EQ(devices->detectGrabbers(0), 1);
     EXPECT_EQ(manager->instanceList(), std::vector<std::string>{"Open"});
-    EXPECT_EQ(
-        log.newMessages(),
-        std::vector<std::string>{"INFORMATION: FrameGrabberManager has detected 1 grabbers(s)."});
+    EXPECT_EQ(log.messages(), std::vector<std::string>{
+                                  "INFORMATION: FrameGrabberManager has detected 1 grabbers(s)."});
 
     std::vector<std::string> order;
     auto* b = new ScriptedGrabberDetector([&](int) { order.push_back("b"); });
@@ -231,9 +231,8 @@ TEST(FrameGrabberManager, DetectionDropsClosedGrabbersAndAsksEveryDetector) {
     EXPECT_EQ(order, (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(a->args, std::vector<int>{7});
     EXPECT_TRUE(a->foundWasEmpty);
-    EXPECT_EQ(
-        log.newMessages(),
-        std::vector<std::string>{"INFORMATION: FrameGrabberManager has detected 1 grabber(s)."});
+    EXPECT_EQ(log.messages(), std::vector<std::string>{
+                                  "INFORMATION: FrameGrabberManager has detected 1 grabber(s)."});
 
     manager->unregisterDetector("A");
     manager->unregisterDetector("B");
