@@ -1,9 +1,8 @@
 #pragma once
 // Shared by the device tests: a scripted frame grabber that records the calls made to
 // it, detectors whose answers are functions, minimal devices, sensors, processors and
-// displays, and a recorder of the system log's lines.
+// displays.
 
-#include <gtest/gtest.h>
 #include <korvane/devices/Device.h>
 #include <korvane/devices/DeviceDetector.h>
 #include <korvane/devices/Display.h>
@@ -11,8 +10,6 @@
 #include <korvane/devices/FrameGrabberDetector.h>
 #include <korvane/devices/FrameGrabberManager.h>
 #include <korvane/devices/HwComponent.h>
-#include <korvane/log/LogFunctions.h>
-#include <korvane/log/LogManager.h>
 #include <korvane/platform/Mutex.h>
 
 #include <atomic>
@@ -21,8 +18,6 @@
 #include <map>
 #include <string>
 #include <vector>
-
-#include "support/RecordingWriter.h"
 
 namespace KorvaneTest {
 
@@ -82,8 +77,6 @@ private:
     std::vector<std::string> m_calls;
 };
 
-using GrabberHandle = Korvane::RefPtr<ScriptedGrabber>;
-
 // A free-standing grabber (not in any manager) under name.
 class NamedGrabber : public ScriptedGrabber {
 public:
@@ -98,7 +91,7 @@ inline ScriptedGrabber& scripted(const Korvane::FrameGrabberRefPtr& grabber) {
     return dynamic_cast<ScriptedGrabber&>(*grabber);
 }
 
-// A device that does nothing but hold components; its protected maps are open.
+// A device that does nothing but hold components.
 class PlainDevice : public Korvane::Device {
 public:
     PlainDevice() = default;
@@ -114,8 +107,6 @@ public:
     bool setFormat(unsigned int, unsigned int, unsigned int) override { return false; }
     bool format(unsigned int&, unsigned int&, unsigned int&) const override { return false; }
     unsigned long long framesDelivered() const override { return 0; }
-
-    using Device::frameGrabberMap;
 };
 
 inline Korvane::DeviceRefPtr plainDevice() {
@@ -192,48 +183,6 @@ protected:
     bool init() override { return true; }
     bool sequence(unsigned long long) override { return false; }
     bool cleanup() override { return true; }
-};
-
-// Collects the system log's lines. newMessages() writes a marker, waits for it and
-// returns the messages (text after the time stamp) written since the last call.
-class LogRecorder {
-public:
-    LogRecorder() {
-        Korvane::LogWriterRefPtr writer(m_writer, nullptr);
-        Korvane::LogManager::systemLog()->addWriter("DeviceTestRecorder", writer);
-    }
-    ~LogRecorder() { Korvane::LogManager::systemLog()->removeWriter("DeviceTestRecorder"); }
-
-    std::vector<std::string> newMessages() {
-        const std::string marker = "device-test-marker-" + std::to_string(++m_markers);
-        Korvane::korvLogCritical(marker);
-        const bool arrived = eventually([&] {
-            const auto lines = m_writer->lines();
-            return !lines.empty() && lines.back().find(marker) != std::string::npos;
-        });
-        EXPECT_TRUE(arrived) << "the log marker did not arrive";
-        if (!arrived) return {};
-        const auto lines = m_writer->lines();
-        std::vector<std::string> messages;
-        for (std::size_t i = m_seen; i + 1 < lines.size(); ++i) {
-            messages.push_back(messageOf(lines[i]));
-        }
-        m_seen = lines.size();
-        return messages;
-    }
-
-    // "LEVEL      : date: message" -> "LEVEL: message", so that a test sees the level.
-    static std::string messageOf(const std::string& line) {
-        std::string level = line.substr(0, 11);
-        level.erase(level.find_last_not_of(' ') + 1);
-        const std::size_t text = line.find(": ", 13);  // after the date
-        return level + ": " + line.substr(text + 2);
-    }
-
-private:
-    RecordingWriter* m_writer = new RecordingWriter;  // owned by the system log
-    std::size_t m_seen = 0;
-    int m_markers = 0;
 };
 
 }  // namespace KorvaneTest

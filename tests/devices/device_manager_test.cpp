@@ -16,6 +16,7 @@
 
 #include "devices/DeviceTestSupport.h"
 #include "support/ChildProcess.h"
+#include "support/SystemLogRecorder.h"
 #include "support/TempDir.h"
 
 using namespace Korvane;
@@ -96,14 +97,14 @@ protected:
     }
 
     static std::string warningUnregistered(const std::string& type) {
-        return "WARNING: [Device manager] Device type: \"" + type +
+        return "WARNING    : [Device manager] Device type: \"" + type +
                "\" is not a registered type, please make sure the required plugins are "
                "installed before using this plugin.";
     }
 
     DeviceManager* manager = DeviceManager::get();
     FrameGrabberManager* grabbers = FrameGrabberManager::get();
-    LogRecorder log;
+    SystemLogRecorder log;
 };
 
 }  // namespace
@@ -246,7 +247,7 @@ TEST_F(DeviceManagerTest, DetectDeviceReportsEveryFailure) {
     EXPECT_EQ(scripted(aliased).calls(),
               (std::vector<std::string>{"connect", "disconnect", "connect", "disconnect"}));
     EXPECT_FALSE(aliased->isConnected());
-    EXPECT_EQ(log.newMessages(), std::vector<std::string>{warningUnregistered("")});
+    EXPECT_EQ(log.messages(), std::vector<std::string>{warningUnregistered("")});
 
     EXPECT_EQ(manager->detectDevice("Aliased", "Nope"), "");
     EXPECT_EQ(scripted(aliased).calls().size(), 4u);  // not opened again
@@ -257,22 +258,22 @@ TEST_F(DeviceManagerTest, DetectDeviceReportsEveryFailure) {
     EXPECT_EQ(manager->detectDevice(open, "Alpha"), "");
     EXPECT_EQ(manager->detectDevice(refusing, "Alpha"), "");
     EXPECT_EQ(manager->detectDevice(mystery, "Alpha"), "");
-    EXPECT_EQ(log.newMessages(),
+    EXPECT_EQ(log.messages(),
               (std::vector<std::string>{
-                  "ERROR: [Device manager] No such device detector: \"Nope\".",
-                  "ERROR: [Device manager] No such frame grabber: \"Nope\".",
-                  "ERROR: [Device manager] No such frame grabber: \"Nope\".",
-                  "ERROR: [Device manager] invalid frame grabber.",
-                  "ERROR: [Device manager] invalid frame grabber.",
-                  "WARNING: [Device manager] Frame grabber: \"Open\" already in use, cannot "
+                  "ERROR      : [Device manager] No such device detector: \"Nope\".",
+                  "ERROR      : [Device manager] No such frame grabber: \"Nope\".",
+                  "ERROR      : [Device manager] No such frame grabber: \"Nope\".",
+                  "ERROR      : [Device manager] invalid frame grabber.",
+                  "ERROR      : [Device manager] invalid frame grabber.",
+                  "WARNING    : [Device manager] Frame grabber: \"Open\" already in use, cannot "
                   "detect device.",
-                  "ERROR: [Device manager] Cannot connect to frame grabber: \"Refusing\".",
+                  "ERROR      : [Device manager] Cannot connect to frame grabber: \"Refusing\".",
                   warningUnregistered("Mystery"),
               }));
     EXPECT_EQ(scripted(open).calls(), std::vector<std::string>{"connect"});
     EXPECT_TRUE(open->isConnected());
     EXPECT_EQ(manager->detectDevice(aliased, "Beta"), "GenericCamera");
-    EXPECT_TRUE(log.newMessages().empty());
+    EXPECT_TRUE(log.messages().empty());
 }
 
 TEST_F(DeviceManagerTest, DetectAllDevicesSkipsOpenAndUnansweredGrabbers) {
@@ -293,13 +294,13 @@ TEST_F(DeviceManagerTest, DetectAllDevicesSkipsOpenAndUnansweredGrabbers) {
     EXPECT_EQ(manager->detectAllDevices(std::vector<std::string>{"TypeB"}, "Only"), Found());
     EXPECT_EQ(manager->detectAllDevices(std::vector<std::string>{}), Found());
     EXPECT_EQ(scripted(open).calls(), std::vector<std::string>{"connect"});
-    log.newMessages();
+    log.messages();
 
     EXPECT_EQ(manager->detectAllDevices("Nope"), Found());
     EXPECT_EQ(manager->detectAllDevices(std::vector<std::string>{"TypeA"}, "Nope"), Found());
-    EXPECT_EQ(
-        log.newMessages(),
-        std::vector<std::string>(2, "ERROR: [Device manager] No such device detector: \"Nope\"."));
+    EXPECT_EQ(log.messages(),
+              std::vector<std::string>(
+                  2, "ERROR      : [Device manager] No such device detector: \"Nope\"."));
     // Opened by both detectors when all are asked, then by "Only"; closed each time.
     EXPECT_EQ(scripted(a2).calls().size(), 2u * 3u);
     EXPECT_FALSE(a2->isConnected());
@@ -314,12 +315,12 @@ TEST_F(DeviceManagerTest, DetectAllCountsTheDevicesFound) {
     });
     ASSERT_TRUE(grabbers->registerDetector("Finder", FrameGrabberDetectorRefPtr(finder, nullptr)));
     ASSERT_TRUE(manager->registerDetector("Cameras", answering("Found2", "OtherCamera")));
-    log.newMessages();
+    log.messages();
 
     EXPECT_EQ(manager->detectAll(42), 1);
     EXPECT_EQ(finder->args, std::vector<int>{42});
     EXPECT_EQ(grabbers->instanceList(), (std::vector<std::string>{"Found1", "Found2"}));
-    const auto messages = log.newMessages();
+    const auto messages = log.messages();
     ASSERT_FALSE(messages.empty());
     EXPECT_EQ(messages.front(), "INFORMATION: FrameGrabberManager has detected 2 grabbers(s).");
     EXPECT_EQ(messages.back(), "INFORMATION: Detected 1 devices.");

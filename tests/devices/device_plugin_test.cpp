@@ -18,6 +18,7 @@
 
 #include "devices/DeviceTestSupport.h"
 #include "support/ChildProcess.h"
+#include "support/SystemLogRecorder.h"
 #include "support/TempDir.h"
 
 using namespace Korvane;
@@ -59,7 +60,7 @@ protected:
 TEST_F(DevicePlugin, InstallsEveryDeviceSideClassAndTakesThemOutAgain) {
     if (!inFreshProcess()) return;
     useModules({"acme_devices"});
-    LogRecorder log;
+    SystemLogRecorder log;
     PluginLoader* loader = PluginLoader::get();
     ASSERT_EQ(loader->loadAll(), 1);
     PluginOrganizer* acme = organizer("AcmeDevices");
@@ -82,7 +83,7 @@ TEST_F(DevicePlugin, InstallsEveryDeviceSideClassAndTakesThemOutAgain) {
     EXPECT_TRUE(devices->createSensor("AcmeSensor").isValid());
     EXPECT_TRUE(DisplayManager::get()->typeExists("AcmeDisplay"));
     std::vector<std::string> configReads;
-    for (const std::string& message : log.newMessages()) {
+    for (const std::string& message : log.messages()) {
         if (message.find("[AcmeConfig]") != std::string::npos) configReads.push_back(message);
     }
     EXPECT_EQ(configReads,

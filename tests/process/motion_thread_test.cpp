@@ -4,10 +4,6 @@
 #include <gtest/gtest.h>
 #include <korvane/buffers/BufferManager.h>
 #include <korvane/buffers/FifoTemplate.h>
-#include <korvane/config/Registry.h>
-#include <korvane/log/Log.h>
-#include <korvane/log/LogFunctions.h>
-#include <korvane/log/LogManager.h>
 #include <korvane/process/CmdStatus.h>
 #include <korvane/process/Motion.h>
 #include <korvane/process/MotionManager.h>
@@ -27,8 +23,7 @@
 #include "support/BufferFixture.h"
 #include "support/Deadline.h"
 #include "support/Detached.h"
-#include "support/RecordingWriter.h"
-#include "support/TempDir.h"
+#include "support/SystemLogRecorder.h"
 #include "support/TestProcesses.h"
 
 using namespace Korvane;
@@ -107,19 +102,13 @@ std::string statusText(const ObjectRefPtr& status, const char* property) {
 }
 
 // Every motion made here is stopped at the end (gates opened first); the system log is
-// recorded, and written into a temporary directory rather than the build tree.
+// recorded.
 class MotionTest : public KorvaneTest::BufferManagerFixture {
 protected:
-    static void SetUpTestSuite() {
-        logDirectory = new KorvaneTest::TempDir;
-        Registry::get()->setProperty("LOG_PATH", logDirectory->path() + "/");
-        recorder = new KorvaneTest::RecordingWriter;  // owned by the log's handle
-        LogWriterRefPtr writer(recorder, nullptr);
-        LogManager::get()->instance("SystemLog")->addWriter("Recorder", writer);
-    }
+    static void SetUpTestSuite() { log = new KorvaneTest::SystemLogRecorder; }
     static void TearDownTestSuite() {
-        LogManager::get()->cleanUp();
-        delete logDirectory;
+        delete log;
+        log = nullptr;
     }
 
     void TearDown() override {
@@ -154,44 +143,14 @@ protected:
 
     Gate& gate() { return m_gates.emplace_back(); }
 
-    // Lines logged before this call are left out of errorLines (a test's first step).
-    void countErrorsFromHere() { m_firstLine = sync(); }
-    // The error lines since countErrorsFromHere that end in ": " + message. A marker
-    // logged first must arrive (the system log keeps the order of its items), so every
-    // line logged before the call is counted.
-    int errorLines(const std::string& message) {
-        const std::size_t end = sync();
-        const std::vector<std::string> lines = recorder->lines();
-        const std::string ending = ": " + message;
-        return static_cast<int>(std::count_if(
-            lines.begin() + static_cast<std::ptrdiff_t>(m_firstLine),
-            lines.begin() + static_cast<std::ptrdiff_t>(end), [&](const std::string& line) {
-                return line.rfind("ERROR      : ", 0) == 0 && line.size() >= ending.size() &&
-                       line.compare(line.size() - ending.size(), ending.size(), ending) == 0;
-            }));
+    // How many of the lines logged since the last call are the error message.
+    static int errorLines(const std::vector<std::string>& lines, const std::string& message) {
+        return static_cast<int>(std::count(lines.begin(), lines.end(), "ERROR      : " + message));
     }
 
-    static inline KorvaneTest::TempDir* logDirectory = nullptr;
-    static inline KorvaneTest::RecordingWriter* recorder = nullptr;
+    static inline KorvaneTest::SystemLogRecorder* log = nullptr;
 
 private:
-    // Logs a marker and waits for it; answers the number of lines before it.
-    static std::size_t sync() {
-        static int markers = 0;
-        const std::string marker = "marker " + std::to_string(++markers);
-        korvLogInfo(marker.c_str());
-        std::size_t position = 0;
-        EXPECT_TRUE(eventually([&] {
-            const std::vector<std::string> lines = recorder->lines();
-            for (position = 0; position < lines.size(); ++position) {
-                if (lines[position].find(": " + marker) != std::string::npos) return true;
-            }
-            return false;
-        }));
-        return position;
-    }
-
-    std::size_t m_firstLine = 0;  // lines of earlier tests end before this one
     std::vector<MotionHandle> m_motions;
     std::list<Gate> m_gates;
 };
@@ -242,7 +201,7 @@ TEST_F(MotionTest, CommandsAreCopiesOfPrototypesWithQueryStatusAlwaysACmdStatus)
 }
 
 TEST_F(MotionTest, SentCommandsShowPendingUntilTheControllerReportsAndRunOnePerPassInOrder) {
-    countErrorsFromHere();
+    log->messages();
     MotionHandle motion = makeRunning();
     Gate& release = gate();
     motion->onExecute = [&release, motion = motion.rawPtr()](const ObjectRefPtr& cmd) {
@@ -268,7 +227,7 @@ TEST_F(MotionTest, SentCommandsShowPendingUntilTheControllerReportsAndRunOnePerP
     EXPECT_TRUE(
         eventually([&] { return statusText(motion->queryStatus(), "Message") == "moved 2"; }));
     EXPECT_EQ(statusText(pending, "Status"), "pending");
-    EXPECT_EQ(errorLines("Motion controlled failed to execute command."), 1);
+    EXPECT_EQ(errorLines(log->messages(), "Motion controlled failed to execute command."), 1);
 }
 
 TEST_F(MotionTest, TheThirtyThirdCommandSentWhileTheControllerIsBusyIsDropped) {
@@ -313,7 +272,7 @@ TEST_F(MotionTest, StoppingDropsTheFifoButLeavesItRegisteredAndTheNextRunMakesAn
 }
 
 TEST_F(MotionTest, InitFailsWithoutACommandFifoOrAnOpenControllerAndStillCloses) {
-    countErrorsFromHere();
+    log->messages();
     MotionHandle refused = make();
     refused->onOpen = [] { return false; };
     refused->startProcess();
@@ -337,8 +296,9 @@ TEST_F(MotionTest, InitFailsWithoutACommandFifoOrAnOpenControllerAndStillCloses)
     ASSERT_TRUE(manager->unregisterType("ObjectFifo") &&
                 manager->registerType("ObjectFifo", saved));
 
-    EXPECT_EQ(errorLines("Motion object failed to create an ObjectFifo."), 1);
-    EXPECT_EQ(errorLines("Init failed of process []"), 3);  // unmanaged motions have no name
+    const std::vector<std::string> logged = log->messages();
+    EXPECT_EQ(errorLines(logged, "Motion object failed to create an ObjectFifo."), 1);
+    EXPECT_EQ(errorLines(logged, "Init failed of process []"), 3);  // unmanaged: no name
     EXPECT_EQ(motion->openCalls.load(), 0);
     EXPECT_EQ(motion->closeCalls.load(), 2);
 }

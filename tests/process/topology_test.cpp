@@ -153,7 +153,6 @@ TEST_F(TopologyTest, StartsConsumersBeforeDevicesAndStopsInTheSameOrder) {
         othersIdleAtStop = isIdle(*process) && isIdle(*display);
     };
 
-    EXPECT_FALSE(topology->isRunning());
     topology->start();
     EXPECT_TRUE(topology->isRunning());
     EXPECT_EQ(claimedAtStart, 6);
@@ -342,7 +341,6 @@ TEST_F(TopologyTest, ClearReleasesWhatTheOwnershipHintOwns) {
         ASSERT_TRUE(topology->connect(camera, "Output", sink, "In", 4));
         const std::string buffer = topology->bufferNames().at(0);
         topology->setOwnershipHint(c.hint);
-        EXPECT_EQ(topology->ownershipHint(), c.hint);
         topology->start();
 
         topology->clear();
@@ -354,11 +352,11 @@ TEST_F(TopologyTest, ClearReleasesWhatTheOwnershipHintOwns) {
         EXPECT_EQ(OperatorManager::get()->instance("Sink").isNull(), c.releasesProcessing);
         EXPECT_EQ(OperatorManager::get()->process("Process").isNull(), c.releasesProcessing);
         EXPECT_TRUE(BufferManager::get()->instance(buffer.c_str()).isNull());
-        EXPECT_TRUE(topology->deviceNames().empty());
-        EXPECT_TRUE(topology->displayNames().empty());
-        EXPECT_TRUE(topology->operatorNames().empty());
-        EXPECT_TRUE(topology->processNames().empty());
-        EXPECT_TRUE(topology->bufferNames().empty());
+        for (const auto& names :
+             {topology->deviceNames(), topology->displayNames(), topology->operatorNames(),
+              topology->processNames(), topology->bufferNames()}) {
+            EXPECT_TRUE(names.empty());
+        }
         TearDown();
     }
 }
