@@ -46,19 +46,13 @@ std::string Flip::help() const {
 }
 
 ImgRefPtr Flip::transform(const ImgRefPtr& image, std::string& reason) {
-    if (!supported(*image, true)) {
-        reason = unsupportedText(*image);
-        return ImgRefPtr();
-    }
+    if (!accepts(*image, true, reason)) return ImgRefPtr();
     const std::string direction = textProperty("Direction");
     const bool mirrorX = direction != "Vertical";
     const bool mirrorY = direction != "Horizontal";
     const unsigned int w = image->width(), h = image->height();
     ImgRefPtr out = likeImage(image, w, h);
-    if (out.isNull()) {
-        reason = "could not make the output image";
-        return out;
-    }
+    if (!made(out, reason)) return out;
     for (int c = 0; c < image->channelCount(); ++c) {
         withSamples(*image, c, [&](auto* in) {
             using T = std::remove_pointer_t<decltype(in)>;
@@ -98,10 +92,7 @@ std::string Crop::help() const {
 }
 
 ImgRefPtr Crop::transform(const ImgRefPtr& image, std::string& reason) {
-    if (!supported(*image, true)) {
-        reason = unsupportedText(*image);
-        return ImgRefPtr();
-    }
+    if (!accepts(*image, true, reason)) return ImgRefPtr();
     const unsigned int x = uintProperty("X"), y = uintProperty("Y");
     if (x >= image->width() || y >= image->height()) {
         reason = "the corner " + std::to_string(x) + ", " + std::to_string(y) +
@@ -114,10 +105,7 @@ ImgRefPtr Crop::transform(const ImgRefPtr& image, std::string& reason) {
     const unsigned int h =
         wantedHeight == 0 ? image->height() - y : std::min(wantedHeight, image->height() - y);
     ImgRefPtr out = likeImage(image, w, h);
-    if (out.isNull()) {
-        reason = "could not make the output image";
-        return out;
-    }
+    if (!made(out, reason)) return out;
     for (int c = 0; c < image->channelCount(); ++c) {
         withSamples(*image, c, [&](auto* in) {
             using T = std::remove_pointer_t<decltype(in)>;
@@ -148,10 +136,7 @@ std::string Binning::help() const {
 }
 
 ImgRefPtr Binning::transform(const ImgRefPtr& image, std::string& reason) {
-    if (!supported(*image, true)) {
-        reason = unsupportedText(*image);
-        return ImgRefPtr();
-    }
+    if (!accepts(*image, true, reason)) return ImgRefPtr();
     const unsigned int factor = uintProperty("Factor");
     if (factor < 1 || factor > maxFactor) {
         reason = "Factor " + std::to_string(factor) + " is out of its range 1 to " +
@@ -167,10 +152,7 @@ ImgRefPtr Binning::transform(const ImgRefPtr& image, std::string& reason) {
     }
     const bool sum = textProperty("Mode") == "Sum";
     ImgRefPtr out = likeImage(image, w, h);
-    if (out.isNull()) {
-        reason = "could not make the output image";
-        return out;
-    }
+    if (!made(out, reason)) return out;
     for (int c = 0; c < image->channelCount(); ++c) {
         const Channel& channel = *image->channel(c);
         const double top = channel.isInteger() ? std::ldexp(1.0, int(channel.bitDepth())) - 1

@@ -66,6 +66,18 @@ std::string ImageOperator::unsupportedText(Image& image) {
            (image.isInteger() ? (image.isSigned() ? "signed" : "unsigned") : "floating") + ")";
 }
 
+bool ImageOperator::accepts(Image& image, bool withFloat, std::string& reason) {
+    if (supported(image, withFloat)) return true;
+    reason = unsupportedText(image);
+    return false;
+}
+
+bool ImageOperator::made(const ImgRefPtr& out, std::string& reason) {
+    if (out.isValid()) return true;
+    reason = "could not make the output image";
+    return false;
+}
+
 unsigned int ImageOperator::uintProperty(const char* name) const {
     unsigned int value = 0;
     getProperty(name, &value);

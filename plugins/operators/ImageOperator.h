@@ -42,10 +42,11 @@ protected:
     // refuses the size.
     static Korvane::ImgRefPtr makeImage(unsigned int quantumId, unsigned int width,
                                         unsigned int height, int channels);
-    // True for 8- and 16-bit unsigned and, with withFloat, 32-bit float samples.
-    static bool supported(Korvane::Image& image, bool withFloat);
-    // "unsupported sample type ..." for reason texts.
-    static std::string unsupportedText(Korvane::Image& image);
+    // True for 8- and 16-bit unsigned and, with withFloat, 32-bit float samples; when
+    // not, reason becomes "unsupported sample type ..." (or "... without channels").
+    static bool accepts(Korvane::Image& image, bool withFloat, std::string& reason);
+    // Whether an output image was made; when not, reason says so.
+    static bool made(const Korvane::ImgRefPtr& out, std::string& reason);
 
     // Typed property reads; the default when the property cannot be read.
     unsigned int uintProperty(const char* name) const;
@@ -53,6 +54,9 @@ protected:
     std::string textProperty(const char* name) const;
 
 private:
+    static bool supported(Korvane::Image& image, bool withFloat);
+    static std::string unsupportedText(Korvane::Image& image);
+
     using Images = Korvane::BufferTemplate<Korvane::ImgRefPtr>;
     static Images& images(const Korvane::BufferRefPtr& buffer) {
         return static_cast<Images&>(*buffer);

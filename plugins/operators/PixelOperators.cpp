@@ -57,17 +57,14 @@ std::string ApplyLut::help() const {
 }
 
 ImgRefPtr ApplyLut::transform(const ImgRefPtr& image, std::string& reason) {
-    if (image->channelCount() != 1 || !supported(*image, false)) {
-        reason = image->channelCount() != 1 ? "needs a grey image of one channel"
-                                            : unsupportedText(*image);
+    if (image->channelCount() != 1) {
+        reason = "needs a grey image of one channel";
         return ImgRefPtr();
     }
+    if (!accepts(*image, false, reason)) return ImgRefPtr();
     ImgRefPtr out =
         ImageManager::get()->createAnonymous("RgbaImage", image->width(), image->height(), 1);
-    if (out.isNull()) {
-        reason = "could not make the output image";
-        return out;
-    }
+    if (!made(out, reason)) return out;
     out->setPixelHint(Image::PackedBgra);
     m_lut->applyLut(image->rawBuffer(), image->pixelCount(), image->pixelSize(),
                     reinterpret_cast<RGBQUAD*>(out->rawBuffer()));
@@ -91,18 +88,12 @@ std::string Threshold::help() const {
 }
 
 ImgRefPtr Threshold::transform(const ImgRefPtr& image, std::string& reason) {
-    if (!supported(*image, true)) {
-        reason = unsupportedText(*image);
-        return ImgRefPtr();
-    }
+    if (!accepts(*image, true, reason)) return ImgRefPtr();
     const double level = doubleProperty("Level");
     const bool inverted = textProperty("Mode") == "Inverted";
     ImgRefPtr out = ImageManager::get()->createAnonymous(image, image->width(), image->height(),
                                                          image->channelCount());
-    if (out.isNull()) {
-        reason = "could not make the output image";
-        return out;
-    }
+    if (!made(out, reason)) return out;
     for (int c = 0; c < image->channelCount(); ++c) {
         const double top = rangeTop(*image->channel(c));
         out->channel(c)->setBitDepth(image->channel(c)->bitDepth());
@@ -136,20 +127,14 @@ std::string ConvertType::help() const {
 }
 
 ImgRefPtr ConvertType::transform(const ImgRefPtr& image, std::string& reason) {
-    if (!supported(*image, true)) {
-        reason = unsupportedText(*image);
-        return ImgRefPtr();
-    }
+    if (!accepts(*image, true, reason)) return ImgRefPtr();
     const std::string target = textProperty("Target");
     const unsigned int quantumId = target == "uint8"    ? uint8Samples
                                    : target == "uint16" ? uint16Samples
                                                         : float32Samples;
     const bool fullRange = textProperty("Scaling") == "FullRange";
     ImgRefPtr out = makeImage(quantumId, image->width(), image->height(), image->channelCount());
-    if (out.isNull()) {
-        reason = "could not make the output image";
-        return out;
-    }
+    if (!made(out, reason)) return out;
     out->setPixelHint(image->pixelHint());
     for (int c = 0; c < image->channelCount(); ++c) {
         const double sourceTop = rangeTop(*image->channel(c));

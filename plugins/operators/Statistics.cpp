@@ -31,10 +31,7 @@ std::string Statistics::help() const {
 }
 
 ImgRefPtr Statistics::transform(const ImgRefPtr& image, std::string& reason) {
-    if (!supported(*image, true)) {
-        reason = unsupportedText(*image);
-        return ImgRefPtr();
-    }
+    if (!accepts(*image, true, reason)) return ImgRefPtr();
     const unsigned int binCount = uintProperty("Bins");
     if (binCount < 1 || binCount > maxBins) {
         reason = "Bins " + std::to_string(binCount) + " is out of its range 1 to " +
