@@ -151,24 +151,9 @@ private:
     BufferRefPtr in, out;
 };
 
-class SampleOperators : public BufferManagerFixture {
-protected:
-    static void SetUpTestSuite() {
-        recorder = new SystemLogRecorder;
-        loaded = loadSamplePlugins("KorvaneOperators");
-    }
-    static void TearDownTestSuite() {
-        delete recorder;
-        recorder = nullptr;
-    }
-    void SetUp() override {
-        if (!loaded) GTEST_SKIP() << "the sample plug-ins are not part of this build";
-        recorder->messages();
-    }
+constexpr char kOperatorsPlugin[] = "KorvaneOperators";
 
-    static inline SystemLogRecorder* recorder = nullptr;
-    static inline bool loaded = false;
-};
+using SampleOperators = SamplePluginTest<kOperatorsPlugin, BufferManagerFixture>;
 
 }  // namespace
 

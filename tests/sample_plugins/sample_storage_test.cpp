@@ -196,21 +196,10 @@ unsigned int tiffFrames(const std::string& path) {
     return frames;
 }
 
-class SampleStorage : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        recorder = new SystemLogRecorder;
-        loaded = loadSamplePlugins("KorvaneStorage");
-    }
-    static void TearDownTestSuite() {
-        delete recorder;
-        recorder = nullptr;
-    }
-    void SetUp() override {
-        if (!loaded) GTEST_SKIP() << "the sample plug-ins are not part of this build";
-        recorder->messages();
-    }
+constexpr char kStoragePlugin[] = "KorvaneStorage";
 
+class SampleStorage : public SamplePluginTest<kStoragePlugin> {
+protected:
     // The first line logged since the last call, or "" when nothing was.
     static std::string firstMessage() {
         const Lines lines = recorder->messages();
@@ -222,8 +211,6 @@ protected:
 
     StorageManager* storages = StorageManager::get();
     TempDir dir;
-    static inline SystemLogRecorder* recorder = nullptr;
-    static inline bool loaded = false;
 };
 
 }  // namespace

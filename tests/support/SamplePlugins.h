@@ -9,6 +9,8 @@
 
 #include <string>
 
+#include "support/SystemLogRecorder.h"
+
 namespace KorvaneTest {
 
 inline const std::string kSamplePluginDir = KORVANE_TEST_BINARY_DIR "/../plugins";
@@ -28,5 +30,29 @@ inline bool loadSamplePlugins(const char* plugin) {
     return loaded;
 #endif
 }
+
+// The fixture of a sample plug-in's tests: loads its module for the test program,
+// records the system log from then on, and skips every test when the build has no
+// modules. Each test starts with the log lines read so far dropped.
+template <const char* Plugin, class Base = ::testing::Test>
+class SamplePluginTest : public Base {
+protected:
+    static void SetUpTestSuite() {
+        recorder = new SystemLogRecorder;
+        loaded = loadSamplePlugins(Plugin);
+    }
+    static void TearDownTestSuite() {
+        delete recorder;
+        recorder = nullptr;
+    }
+    void SetUp() override {
+        Base::SetUp();
+        if (!loaded) GTEST_SKIP() << "the sample plug-ins are not part of this build";
+        recorder->messages();
+    }
+
+    static inline SystemLogRecorder* recorder = nullptr;
+    static inline bool loaded = false;
+};
 
 }  // namespace KorvaneTest
