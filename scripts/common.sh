@@ -19,7 +19,7 @@ ensure_packages() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
-BASE_PACKAGES=(cmake make g++ libboost-dev libgtest-dev libgmock-dev pkg-config libpng-dev libtiff-dev)
+BASE_PACKAGES=(cmake make g++ libboost-dev libgtest-dev libgmock-dev pkg-config libpng-dev libtiff-dev libcli11-dev)
 # clang with its libFuzzer runtime, for scripts/run-fuzz.
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 

@@ -1,0 +1,83 @@
+#pragma once
+// Pipeline turns a Setup into running components and runs them: the device (by type,
+// alias or detected grabber), one operator process per operator, the tool's sink, FIFOs
+// between them, all but the sink in one Topology that owns them (OwnAll). run() starts
+// the consumers first, shows progress, stops on the frame limit, the duration, Ctrl-C or
+// a stall, and prints the summary. Main thread only.
+// Decisions: one process per operator, so a chain of operators runs on as many threads
+// as it has links; every process gets a finite "MaxIterations", since an endless process
+// pauses 1 ms after each iteration, which would cap the rate near 1000 frames/s.
+// Errors of the setup (an unknown type, property or value) carry the offset of the
+// text they concern and exit code 2; failures of the system carry exit code 1.
+
+#include <korvane/core/Handles.h>
+#include <korvane/devices/Device.h>
+#include <korvane/process/Operator.h>
+#include <korvane/process/Topology.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "LaunchDescription.h"
+#include "SinkProcess.h"
+
+namespace KorvaneTool {
+
+struct RunOptions {
+    unsigned long long frames = 0;  // 0: no limit
+    double duration = 0;            // seconds; 0: no limit
+    unsigned int bufferSize = 8;    // frames per FIFO
+    double stallSeconds = 10;       // a run without a new frame for this long fails
+    bool progress = false;          // progress lines also when stderr is no terminal
+};
+
+struct ToolError {
+    std::string message;  // empty: no error
+    int exitCode = 0;
+    bool hasOffset = false;
+    std::size_t offset = 0;
+    explicit operator bool() const { return !message.empty(); }
+};
+
+// Applies the "[Run]" options of setup to options (Frames, Duration, Buffer, Timeout).
+ToolError applyRunSection(const Setup& setup, RunOptions& options);
+
+class Pipeline {
+public:
+    Pipeline() = default;
+    Pipeline(const Pipeline&) = delete;
+    Pipeline& operator=(const Pipeline&) = delete;
+    ~Pipeline();
+
+    // Makes and wires every component; nothing runs yet.
+    ToolError build(const Setup& setup, const RunOptions& options);
+    // Runs until a stop condition; prints progress to stderr and the summary to stdout.
+    // The exit code: 0, 1 for a failure, 130 after Ctrl-C.
+    int run();
+
+private:
+    ToolError makeDevice(const Element& element);
+    ToolError addOperator(const Element& element);
+    ToolError makeSink(const Element* element);
+    ToolError connectTo(const Korvane::BufferSlotPtrWrapper& consumer, const std::string& slot);
+    ToolError prepareOutput(const std::string& pattern);
+    void showProgress(double seconds, bool final);
+    void printSummary(double seconds, double cpuSeconds) const;
+    void release();
+
+    RunOptions m_options;
+    Korvane::TopologyRefPtr m_topology;
+    Korvane::DeviceRefPtr m_device;
+    std::vector<Korvane::OperatorRefPtr> m_operators;
+    Korvane::StorageRefPtr m_storage;
+    Korvane::RefPtr<SinkProcess> m_sink;
+    std::string m_pattern;  // the storage's file pattern as given, made absolute
+    // The last output slot of the chain: its owner and slot id.
+    Korvane::BufferSlotPtrWrapper m_producer;
+    std::string m_producerSlot;
+    unsigned long long m_shownFrames = 0;
+    double m_shownSeconds = 0;
+};
+
+}  // namespace KorvaneTool
