@@ -1,0 +1,319 @@
+// The korvane tool as its users run it: each case starts the built binary with a time
+// limit, in a directory of its own, and checks the exit code, the texts on stdout and
+// stderr and the image files written, read back through libpng and libtiff.
+#include <gtest/gtest.h>
+#include <png.h>
+#include <tiffio.h>
+
+#include <csetjmp>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "support/TempDir.h"
+
+using namespace KorvaneTest;
+
+namespace {
+
+#ifdef KORVANE_TOOL
+constexpr const char* kTool = KORVANE_TOOL;
+#else
+constexpr const char* kTool = "";
+#endif
+
+struct Result {
+    int code = -1;
+    std::string out, err;
+};
+
+// Quotes text for sh.
+std::string shellQuoted(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+class Korvane : public ::testing::Test {
+protected:
+    void SetUp() override {
+#ifdef KORVANE_NO_TOOL
+        GTEST_SKIP() << "the tool or the sample plug-ins are not built";
+#endif
+    }
+
+    // Runs `korvane args` (args already quoted for sh) in dir, killed after limit seconds.
+    Result korvane(const std::string& args, int limit = 60) {
+        return shell("timeout -k 5 " + std::to_string(limit) + " " + shellQuoted(kTool) + " " +
+                     args + " >out.txt 2>err.txt");
+    }
+
+    // Runs script in dir and collects out.txt, err.txt and the exit code of its last command.
+    Result shell(const std::string& script) {
+        const std::string command = "cd " + shellQuoted(dir.path()) + " && { " + script +
+                                    "; } ; echo $? > code.txt";
+        std::system(command.c_str());
+        Result result;
+        result.out = readFile(dir.file("out.txt"));
+        result.err = readFile(dir.file("err.txt"));
+        const std::string code = readFile(dir.file("code.txt"));
+        if (!code.empty()) result.code = std::stoi(code);
+        return result;
+    }
+
+    std::string writeFile(const std::string& name, const std::string& text) {
+        std::ofstream(dir.file(name), std::ios::binary) << text;
+        return dir.file(name);
+    }
+
+    TempDir dir;
+};
+
+// A value of the summary ("frames: 12" gives "12"); empty when the line is missing.
+std::string summary(const std::string& out, const std::string& key) {
+    const std::size_t at = out.find("\n" + key + ": ");
+    const std::size_t start = at == std::string::npos ? (out.rfind(key + ": ", 0) == 0 ? 0 : at)
+                                                      : at + 1;
+    if (start == std::string::npos) return {};
+    const std::size_t value = start + key.size() + 2;
+    return out.substr(value, out.find('\n', value) - value);
+}
+
+struct Grey {
+    unsigned int width = 0, height = 0, bits = 0, frames = 0;
+    std::vector<unsigned int> samples;
+    unsigned int at(unsigned int x, unsigned int y) const { return samples[y * width + x]; }
+};
+
+// A grey PNG through libpng; nothing with a destructor lives in the setjmp frame.
+bool readPngInto(FILE* file, Grey& out, std::vector<png_byte>& row) {
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_read_struct(&png, &info, nullptr);
+        return false;
+    }
+    png_init_io(png, file);
+    png_read_info(png, info);
+    out.width = png_get_image_width(png, info);
+    out.height = png_get_image_height(png, info);
+    out.bits = png_get_bit_depth(png, info);
+    if (png_get_channels(png, info) != 1) longjmp(png_jmpbuf(png), 1);
+    row.resize(png_get_rowbytes(png, info));
+    out.samples.reserve(std::size_t(out.width) * out.height);
+    for (unsigned int y = 0; y < out.height; ++y) {
+        png_read_row(png, row.data(), nullptr);
+        for (unsigned int x = 0; x < out.width; ++x)
+            out.samples.push_back(out.bits == 16 ? row[2 * x] << 8 | row[2 * x + 1] : row[x]);
+    }
+    png_read_end(png, nullptr);
+    png_destroy_read_struct(&png, &info, nullptr);
+    return true;
+}
+
+Grey readPng(const std::string& path) {
+    Grey out;
+    std::vector<png_byte> row;
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) return out;
+    if (!readPngInto(file, out, row)) out = Grey();
+    std::fclose(file);
+    return out;
+}
+
+// Frame `frame` of a grey TIFF through libtiff, and the number of frames in the file.
+Grey readTiff(const std::string& path, unsigned int frame) {
+    Grey out;
+    TIFF* tiff = TIFFOpen(path.c_str(), "r");
+    if (!tiff) return out;
+    uint16_t bits = 0;
+    do {
+        ++out.frames;
+    } while (TIFFReadDirectory(tiff));
+    if (TIFFSetDirectory(tiff, tdir_t(frame)) &&
+        TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &out.width) &&
+        TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &out.height)) {
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &bits);
+        out.bits = bits;
+        std::vector<unsigned char> row(TIFFScanlineSize(tiff));
+        for (unsigned int y = 0; y < out.height; ++y) {
+            if (TIFFReadScanline(tiff, row.data(), y, 0) < 0) break;
+            for (unsigned int x = 0; x < out.width; ++x) {
+                unsigned int sample = row[x];
+                if (bits == 16) {
+                    uint16_t wide = 0;
+                    std::memcpy(&wide, &row[2 * x], 2);
+                    sample = wide;
+                }
+                out.samples.push_back(sample);
+            }
+        }
+    }
+    TIFFClose(tiff);
+    return out;
+}
+
+std::vector<std::string> filesIn(const std::string& directory) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// ---- inspecting ----------------------------------------------------------------------
+
+TEST_F(Korvane, InfoShowsTheLibraryAndThePathsOfTheBuildTree) {
+    const Result run = korvane("info");
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(run.out.rfind("KorvaneCore 1.4.2\n", 0), 0u) << run.out;
+    EXPECT_NE(run.out.find("toolset 75 MSVC11"), std::string::npos) << run.out;
+    for (const char* name :
+         {"KORVANE_PATH", "BIN_PATH", "CONFIG_PATH", "DATA_PATH", "LOG_PATH", "PLUGIN_PATH"}) {
+        EXPECT_NE(run.out.find(std::string("\n") + name + " "), std::string::npos) << name;
+    }
+    const std::string plugins = summary(run.out, "PLUGIN_PATH ");
+    const std::size_t path = run.out.find('/', run.out.find("PLUGIN_PATH"));
+    const std::string pluginDir = run.out.substr(path, run.out.find('\n', path) - path);
+    EXPECT_TRUE(std::filesystem::exists(pluginDir + "KorvaneOperators.so")) << pluginDir;
+    (void)plugins;
+}
+
+TEST_F(Korvane, PluginsListsModulesPluginsAndComponents) {
+    const Result run = korvane("plugins");
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_NE(run.out.find("installed        "), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("KorvaneOperators.so"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("operator: ApplyLut, Threshold, ConvertType, Flip, Crop, Binning, "
+                           "Statistics\n"),
+              std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("storage: PnmStorage, PngStorage, TiffStorage\n"), std::string::npos)
+        << run.out;
+}
+
+TEST_F(Korvane, PluginsNameShowsEveryPropertyOfAComponent) {
+    const Result run = korvane("plugins Threshold");
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_NE(run.out.find("Level: double, read-write, category \"Unknown\", value 128, takes a "
+                           "number from"),
+              std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("Mode: enum, read-write, category \"Unknown\", value Binary, takes one "
+                           "of Binary, Inverted\n"),
+              std::string::npos)
+        << run.out;
+
+    const Result plugin = korvane("plugins KorvaneStorage");
+    ASSERT_EQ(plugin.code, 0) << plugin.err;
+    EXPECT_NE(plugin.out.find("Compression: enum, read-write"), std::string::npos) << plugin.out;
+}
+
+// ---- bad input -----------------------------------------------------------------------
+
+struct BadInput {
+    const char* args;
+    int code;
+    const char* message;  // a part of stderr
+};
+
+TEST_F(Korvane, BadInputNamesWhatExistsAndExitsWithItsCode) {
+    const BadInput cases[] = {
+        {"bogus", 2, "unknown command \"bogus\"; commands: info, plugins, detect, launch"},
+        {"launch --frames many", 2, "--frames"},
+        {"plugins Nothing", 2, "no plug-in or component is called \"Nothing\"; there are: "
+                               "KorvaneOperators, ApplyLut"},
+        {"launch 'Nope ! Flip'", 2, "unknown device \"Nope\". Device types: "},
+        {"launch 'Flip'", 2, "Flip is an operator; the first element must be a device."},
+        {"launch 'SimCamera ! Blur'", 2,
+         "unknown operator \"Blur\". Operator types: ApplyLut, Binning, ConvertType, Crop, Flip, "
+         "Statistics, Threshold; sinks (last element only): pngstorage, pnmstorage, "
+         "tiffstorage, null"},
+        {"launch 'SimCamera Widht=64'", 2, "SimCamera has no property \"Widht\"; its properties: "},
+        {"launch 'SimCamera ! Flip Direction=Up'", 2,
+         "Flip: \"Up\" is not a value of Direction, which takes one of Horizontal, Vertical, "
+         "Both"},
+        {"launch 'SimCamera ! Binning Factor=-2'", 2,
+         "Binning: \"-2\" is not a value of Factor, which takes a whole number from 0 to "
+         "4294967295"},
+        {"launch 'SimCamera ! Threshold Level=high'", 2, "\"high\" is not a value of Level"},
+        {"launch 'SimCamera ! Statistics Mean=3'", 2, "Statistics's property Mean is read-only"},
+        {"launch 'SimCamera ! PngStorage ! Flip'", 2, "PngStorage is a sink: it can only be the "
+                                                      "last element"},
+        {"launch 'SimCamera ! PngStorage'", 2, "PngStorage needs File=NAME"},
+        {"launch 'SimCamera ! PngStorage File=a.tif'", 2,
+         "PngStorage does not write \"a.tif\"; it writes the extensions png"},
+        {"launch 'SimCamera ! PngStorage File=a_%s.png'", 2, "unsupported field in the file name"},
+        {"launch 'SimCamera ! PngStorage File=/proc/korvane/f_%d.png' --frames 1", 1,
+         "cannot write files into /proc/korvane"},
+        {"run no-such-file.txt", 2, "cannot read the run file no-such-file.txt"},
+        {"snapshot SimCamera a.xyz", 2, "no storage writes files like a.xyz"},
+    };
+    for (const BadInput& bad : cases) {
+        const Result run = korvane(bad.args);
+        EXPECT_EQ(run.code, bad.code) << bad.args << "\n" << run.err;
+        EXPECT_NE(run.err.find(bad.message), std::string::npos) << bad.args << "\n" << run.err;
+    }
+}
+
+struct SyntaxError {
+    const char* text;
+    const char* message;
+    std::size_t column;  // 1-based, where the caret must stand
+};
+
+TEST_F(Korvane, SyntaxErrorsOfADescriptionPointAtTheirColumn) {
+    const SyntaxError cases[] = {
+        {"", "the description is empty", 1},
+        {"SimCamera ! ! Flip", "expected a type name before '!'", 13},
+        {"SimCamera !", "expected a type name after the last '!'", 12},
+        {"Width=3 ! Flip", "expected a type name, found the setting \"Width=3\"", 1},
+        {"SimCamera Width=64 Flip", "expected Name=Value or '!' after SimCamera, found \"Flip\"",
+         20},
+        {"SimCamera Width=", "Width has no value", 17},
+        {"SimCamera Pattern=\"open", "the quoted value of Pattern has no closing quote", 19},
+        {"SimCamera Width=1 Width=2", "Width is set twice for SimCamera", 19},
+        {"Sim/Camera", "unexpected character '/' in the type name", 4},
+    };
+    for (const SyntaxError& bad : cases) {
+        const Result run = korvane("launch " + shellQuoted(bad.text));
+        EXPECT_EQ(run.code, 2) << bad.text;
+        const std::string expected = std::string("korvane: syntax error: ") + bad.message;
+        EXPECT_EQ(run.err.rfind(expected, 0), 0u) << bad.text << "\n" << run.err;
+        const std::string caret =
+            "\n  " + std::string(bad.text) + "\n  " + std::string(bad.column - 1, ' ') + "^\n";
+        EXPECT_NE(run.err.find(caret), std::string::npos) << bad.text << "\n" << run.err;
+    }
+}
+
+TEST_F(Korvane, SyntaxErrorsOfARunFileNameLineAndColumn) {
+    writeFile("bad.run", "[Run]\nFrames = 2\n[SimCamera]\n  Width 64\n");
+    Result run = korvane("run bad.run");
+    EXPECT_EQ(run.code, 2);
+    EXPECT_NE(run.err.find("korvane: bad.run:4:3: syntax error: expected [Type] or Name = Value\n"
+                           "    Width 64\n    ^\n"),
+              std::string::npos)
+        << run.err;
+
+    writeFile("option.run", "[Run]\nFrame = 2\n[SimCamera]\n");
+    run = korvane("run option.run");
+    EXPECT_EQ(run.code, 2);
+    EXPECT_NE(run.err.find("option.run:2:1: [Run] has no option \"Frame\"; its options: Frames, "
+                           "Duration, Buffer, Timeout"),
+              std::string::npos)
+        << run.err;
+
+    writeFile("setting.run", "Width = 3\n[SimCamera]\n");
+    run = korvane("run setting.run");
+    EXPECT_EQ(run.code, 2);
+    EXPECT_NE(run.err.find("setting.run:1:1: syntax error: a setting before the first [Type] "
+                           "section"),
+              std::string::npos)
+        << run.err;
+}
+
+}  // namespace
