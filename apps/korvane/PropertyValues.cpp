@@ -42,9 +42,10 @@ Limits limitsOf(PropertyType type) {
     }
 }
 
-std::string numberText(long double value) {
+// Whole numbers in full (a range end such as 4294967295 must read exactly).
+std::string numberText(long double value, bool whole) {
     char text[64];
-    std::snprintf(text, sizeof text, "%.7Lg", value);
+    std::snprintf(text, sizeof text, whole ? "%.0Lf" : "%.7Lg", value);
     return text;
 }
 
@@ -166,7 +167,7 @@ std::string valueText(const PropertyInterface& target, const std::string& name) 
     }
     if (hasClass(type, floating_class)) {
         double value = 0;
-        return target.getProperty(name, &value) ? numberText(value) : "(not readable)";
+        return target.getProperty(name, &value) ? numberText(value, false) : "(not readable)";
     }
     std::string value;
     return target.getProperty(name, &value) ? "\"" + value + "\"" : "(not readable)";
@@ -178,8 +179,9 @@ std::string rangeText(const PropertyInterface& target, const std::string& name) 
     if (type == enum_property) return "one of " + joined(target.propertyEnumList(name));
     if (hasClass(type, string_class)) return "any text";
     const Limits limits = limitsOf(type);
-    const char* kind = hasClass(type, floating_class) ? "a number" : "a whole number";
-    return std::string(kind) + " from " + numberText(limits.low) + " to " + numberText(limits.high);
+    const bool whole = !hasClass(type, floating_class);
+    return std::string(whole ? "a whole number" : "a number") + " from " +
+           numberText(limits.low, whole) + " to " + numberText(limits.high, whole);
 }
 
 std::string typeText(PropertyType type) {

@@ -230,7 +230,7 @@ int main(int argc, char** argv) {
     if (app.got_subcommand("snapshot")) return snapshot(device, file, snapshotTimeout);
     if (app.got_subcommand("run")) return runFile(runFileName, fileOptions);
     std::string description = joinedWords(descriptionWords);
-    if (description.empty()) {
+    if (launchCommand->count("DESCRIPTION") == 0) {
         description = kDefaultDescription + quotedValue(outputDir + "/frame_%05d.png");
         if (launchCommand->count("--frames") == 0) launchOptions.values.frames = 100;
         std::printf("running: korvane launch '%s' --frames %llu\n", description.c_str(),

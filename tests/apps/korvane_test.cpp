@@ -5,8 +5,10 @@
 #include <png.h>
 #include <tiffio.h>
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -52,8 +54,8 @@ protected:
 
     // Runs script in dir and collects out.txt, err.txt and the exit code of its last command.
     Result shell(const std::string& script) {
-        const std::string command = "cd " + shellQuoted(dir.path()) + " && { " + script +
-                                    "; } ; echo $? > code.txt";
+        const std::string command =
+            "cd " + shellQuoted(dir.path()) + " && { " + script + "; } ; echo $? > code.txt";
         std::system(command.c_str());
         Result result;
         result.out = readFile(dir.file("out.txt"));
@@ -74,8 +76,8 @@ protected:
 // A value of the summary ("frames: 12" gives "12"); empty when the line is missing.
 std::string summary(const std::string& out, const std::string& key) {
     const std::size_t at = out.find("\n" + key + ": ");
-    const std::size_t start = at == std::string::npos ? (out.rfind(key + ": ", 0) == 0 ? 0 : at)
-                                                      : at + 1;
+    const std::size_t start =
+        at == std::string::npos ? (out.rfind(key + ": ", 0) == 0 ? 0 : at) : at + 1;
     if (start == std::string::npos) return {};
     const std::size_t value = start + key.size() + 2;
     return out.substr(value, out.find('\n', value) - value);
@@ -225,8 +227,9 @@ TEST_F(Korvane, BadInputNamesWhatExistsAndExitsWithItsCode) {
     const BadInput cases[] = {
         {"bogus", 2, "unknown command \"bogus\"; commands: info, plugins, detect, launch"},
         {"launch --frames many", 2, "--frames"},
-        {"plugins Nothing", 2, "no plug-in or component is called \"Nothing\"; there are: "
-                               "KorvaneOperators, ApplyLut"},
+        {"plugins Nothing", 2,
+         "no plug-in or component is called \"Nothing\"; there are: "
+         "KorvaneOperators, ApplyLut"},
         {"launch 'Nope ! Flip'", 2, "unknown device \"Nope\". Device types: "},
         {"launch 'Flip'", 2, "Flip is an operator; the first element must be a device."},
         {"launch 'SimCamera ! Blur'", 2,
@@ -242,8 +245,9 @@ TEST_F(Korvane, BadInputNamesWhatExistsAndExitsWithItsCode) {
          "4294967295"},
         {"launch 'SimCamera ! Threshold Level=high'", 2, "\"high\" is not a value of Level"},
         {"launch 'SimCamera ! Statistics Mean=3'", 2, "Statistics's property Mean is read-only"},
-        {"launch 'SimCamera ! PngStorage ! Flip'", 2, "PngStorage is a sink: it can only be the "
-                                                      "last element"},
+        {"launch 'SimCamera ! PngStorage ! Flip'", 2,
+         "PngStorage is a sink: it can only be the "
+         "last element"},
         {"launch 'SimCamera ! PngStorage'", 2, "PngStorage needs File=NAME"},
         {"launch 'SimCamera ! PngStorage File=a.tif'", 2,
          "PngStorage does not write \"a.tif\"; it writes the extensions png"},
@@ -314,6 +318,163 @@ TEST_F(Korvane, SyntaxErrorsOfARunFileNameLineAndColumn) {
                            "section"),
               std::string::npos)
         << run.err;
+}
+
+// ---- running -------------------------------------------------------------------------
+
+// The simulated camera's gradient: sample (x, y) of frame n, outside the counter box.
+unsigned int gradient(unsigned int x, unsigned int y, unsigned int n, unsigned int bits) {
+    const unsigned int level = ((n + y) % 256 + x) % 256;
+    return bits == 16 ? level * 257 : level;
+}
+
+// Whether the counter in the top-left corner of image shows n, in white (top) on black.
+bool showsCounter(const Grey& image, unsigned int n, unsigned int top) {
+    static const unsigned char glyphs[10][7] = {
+        {0x0E, 0x11, 0x13, 0x15, 0x19, 0x11, 0x0E}, {0x04, 0x0C, 0x04, 0x04, 0x04, 0x04, 0x0E},
+        {0x0E, 0x11, 0x01, 0x02, 0x04, 0x08, 0x1F}, {0x1F, 0x02, 0x04, 0x02, 0x01, 0x11, 0x0E},
+        {0x02, 0x06, 0x0A, 0x12, 0x1F, 0x02, 0x02}, {0x1F, 0x10, 0x1E, 0x01, 0x01, 0x11, 0x0E},
+        {0x06, 0x08, 0x10, 0x1E, 0x11, 0x11, 0x0E}, {0x1F, 0x01, 0x02, 0x04, 0x08, 0x08, 0x08},
+        {0x0E, 0x11, 0x11, 0x0E, 0x11, 0x11, 0x0E}, {0x0E, 0x11, 0x11, 0x0F, 0x01, 0x02, 0x0C},
+    };
+    const std::string digits = std::to_string(n);
+    const unsigned int scale = std::max(1u, image.height / 120);
+    for (std::size_t d = 0; d < digits.size(); ++d) {
+        const unsigned int left = (1 + 6 * static_cast<unsigned int>(d)) * scale;
+        for (unsigned int row = 0; row < 7; ++row) {
+            for (unsigned int column = 0; column < 5; ++column) {
+                const bool dot = (glyphs[digits[d] - '0'][row] >> (4 - column)) & 1u;
+                const unsigned int x = left + column * scale + scale / 2;
+                const unsigned int y = (1 + row) * scale + scale / 2;
+                if (image.at(x, y) != (dot ? top : 0u)) return false;
+            }
+        }
+    }
+    return true;
+}
+
+Grey flippedVertically(const Grey& image) {
+    Grey out = image;
+    for (unsigned int y = 0; y < image.height; ++y) {
+        for (unsigned int x = 0; x < image.width; ++x)
+            out.samples[y * image.width + x] = image.at(x, image.height - 1 - y);
+    }
+    return out;
+}
+
+TEST_F(Korvane, LaunchWithoutADescriptionRunsTheDemoIntoPngFiles) {
+    const Result run = korvane("launch --frames 5 --output demo");
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(run.out.rfind("running: korvane launch 'SimCamera ", 0), 0u) << run.out;
+    EXPECT_EQ(summary(run.out, "frames"), "5");
+    EXPECT_EQ(summary(run.out, "dropped"), "0");
+    EXPECT_EQ(summary(run.out, "files"),
+              dir.file("demo/frame_00000.png") + " .. " + dir.file("demo/frame_00004.png"));
+    ASSERT_EQ(filesIn(dir.file("demo")).size(), 5u);
+    // Threshold at 100, then flipped top to bottom: frame n's counter and its ramp.
+    for (unsigned int n = 0; n < 5; ++n) {
+        char name[32];
+        std::snprintf(name, sizeof name, "demo/frame_%05u.png", n);
+        const Grey image = flippedVertically(readPng(dir.file(name)));
+        ASSERT_EQ(image.width, 640u) << name;
+        ASSERT_EQ(image.height, 480u) << name;
+        EXPECT_TRUE(showsCounter(image, n, 255)) << name;
+        for (unsigned int x : {100u, 150u, 639u}) {
+            const unsigned int y = 300;
+            EXPECT_EQ(image.at(x, y), gradient(x, y, n, 8) >= 100 ? 255u : 0u) << name << " " << x;
+        }
+    }
+}
+
+TEST_F(Korvane, SixteenBitFramesKeepTheirSamplesThroughPngAndTiff) {
+    Result run = korvane(
+        "launch 'SimCam-1 Width=96 Height=64 SampleType=uint16 FrameRate=0 "
+        "! PngStorage File=png/f%d.png' --frames 3");
+    ASSERT_EQ(run.code, 0) << run.err;
+    run = korvane(
+        "launch 'SimCamera Width=96 Height=64 SampleType=uint16 FrameRate=0 "
+        "! TiffStorage File=\"tiff/all frames.tif\" Compression=LZW' --frames 4");
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(summary(run.out, "files"), dir.file("tiff/all frames.tif"));
+    EXPECT_EQ(filesIn(dir.file("tiff")), std::vector<std::string>{"all frames.tif"});
+    for (unsigned int n = 0; n < 4; ++n) {
+        const Grey tiff = readTiff(dir.file("tiff/all frames.tif"), n);
+        EXPECT_EQ(tiff.frames, 4u);
+        ASSERT_EQ(tiff.width, 96u);
+        EXPECT_EQ(tiff.bits, 16u);
+        EXPECT_TRUE(showsCounter(tiff, n, 65535)) << n;
+        EXPECT_EQ(tiff.at(90, 40), gradient(90, 40, n, 16)) << n;
+        if (n == 3) continue;
+        const Grey png = readPng(dir.file("png/f" + std::to_string(n) + ".png"));
+        EXPECT_EQ(png.bits, 16u);
+        EXPECT_EQ(png.samples, tiff.samples) << n;
+    }
+}
+
+TEST_F(Korvane, RunFileBuildsTheSameSetupAndTheCommandLineOverridesItsRunSection) {
+    writeFile("setup.run",
+              "# binning halves the frame\n[Run]\nFrames = 4\n\n[SimCamera]\nWidth = 64\n"
+              "Height = 48\r\nFrameRate = 0\n[Binning]\nFactor = 2\n[PnmStorage]\n"
+              "File = \"out/f_%02d.pgm\"\n");
+    Result run = korvane("run setup.run");
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(filesIn(dir.file("out")),
+              (std::vector<std::string>{"f_00.pgm", "f_01.pgm", "f_02.pgm", "f_03.pgm"}));
+    EXPECT_EQ(readFile(dir.file("out/f_03.pgm")).rfind("P5\n32 24\n255\n", 0), 0u);
+
+    run = korvane("run setup.run --frames 2");
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(summary(run.out, "frames"), "2");
+}
+
+TEST_F(Korvane, NullSinkCountsExactlyTheFramesAskedFor) {
+    const Result run = korvane(
+        "launch 'SimCamera Width=64 Height=48 FrameRate=0 ! Flip ! null' "
+        "--frames 250");
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(summary(run.out, "frames"), "250");
+    EXPECT_EQ(summary(run.out, "MB written"), "0.00");
+    EXPECT_EQ(summary(run.out, "files"), "none (null sink)");
+    EXPECT_TRUE(run.err.empty()) << run.err;  // no progress when stderr is no terminal
+}
+
+TEST_F(Korvane, SnapshotPicksTheStorageByExtensionAndDetectFindsTheCamera) {
+    Result run = korvane("snapshot 'SimGrabber0 Width=40 Height=30' one.png");
+    ASSERT_EQ(run.code, 0) << run.err;
+    const Grey image = readPng(dir.file("one.png"));
+    EXPECT_EQ(image.width, 40u);
+    EXPECT_TRUE(showsCounter(image, 0, 255));
+
+    run = korvane("detect");
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_NE(run.out.find("SimGrabber0: Korvane SimGrabber, interface Simulated\n  camera "
+                           "SimCamera: Korvane SimCam-1\n"),
+              std::string::npos)
+        << run.out;
+}
+
+TEST_F(Korvane, CtrlCStopsCleanlyWithCompleteFilesAndExitCode130) {
+    // The run starts in the background; SIGINT follows once frames are on disk. Every
+    // wait is bounded: the tool is killed after 60 s in any case.
+    const Result run = shell(
+        "timeout -k 5 60 " + shellQuoted(kTool) +
+        " launch 'SimCamera Width=320 Height=240 FrameRate=200 ! PngStorage File=stop/f_%04d.png'"
+        " --progress >out.txt 2>err.txt & pid=$!; i=0; "
+        "while [ ! -e stop/f_0150.png ] && [ $i -lt 300 ]; do sleep 0.1; i=$((i+1)); done; "
+        "kill -INT $pid; wait $pid");
+    ASSERT_EQ(run.code, 130) << run.err;
+    const std::string frames = summary(run.out, "frames");
+    ASSERT_FALSE(frames.empty()) << run.out;
+    const unsigned int count = static_cast<unsigned int>(std::stoul(frames));
+    EXPECT_GE(count, 151u);
+    const std::vector<std::string> files = filesIn(dir.file("stop"));
+    ASSERT_EQ(files.size(), count);
+    for (unsigned int n = 0; n < count; ++n) {
+        const Grey image = readPng(dir.file("stop/" + files[n]));
+        EXPECT_EQ(image.samples.size(), 320u * 240u) << files[n];
+        EXPECT_TRUE(showsCounter(image, n, 255)) << files[n];
+    }
+    EXPECT_NE(run.err.find(" frames/s  dropped 0\n"), std::string::npos) << run.err;
 }
 
 }  // namespace

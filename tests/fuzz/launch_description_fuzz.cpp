@@ -2,12 +2,12 @@
 // crash, errors must point into the text, and a description read must come back
 // unchanged when its elements are written out again with every value quoted. The
 // same bytes also go through the file-pattern reader and its formatting.
-#include "LaunchDescription.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+
+#include "LaunchDescription.h"
 
 using namespace KorvaneTool;
 
