@@ -22,6 +22,7 @@
 #include <thread>
 
 #include "PropertyValues.h"
+#include "TerminalLogWriter.h"
 #include "platform/Terminal.h"
 
 namespace KorvaneTool {
@@ -214,7 +215,8 @@ ToolError Pipeline::makeDevice(const Element& element) {
                           element.offset);
     }
     m_producer = m_device;
-    m_topology->add(m_device, Topology::StartDevices);
+    // The tool starts the device itself, once every consumer is bound (see run()).
+    m_topology->add(m_device, Topology::LeaveDevices);
     return {};
 }
 
@@ -245,6 +247,7 @@ ToolError Pipeline::addOperator(const Element& element) {
     limitIterations(*process);
     process->addOperator(op, 0);
     m_topology->add(process);
+    m_processes.push_back(process);
     m_producer = op;
     m_producerSlot = output;
     return {};
@@ -262,6 +265,7 @@ ToolError Pipeline::makeSink(const Element* element) {
         std::string problem;
         if (!pattern.parse(file->value, problem)) return usageError(problem, file->valueOffset);
         std::string name = element->type;
+        m_storageName = element->type;
         m_storage = StorageManager::get()->create(storageType(element->type).c_str(), name, true);
         if (m_storage.isNull()) return failure("could not make a storage " + element->type);
         if (!m_storage->canSave(file->value.c_str())) {
@@ -316,24 +320,27 @@ int Pipeline::run() {
     catchInterrupt();
     const auto started = std::chrono::steady_clock::now();
     const std::clock_t cpuStarted = std::clock();
+    auto seconds = [&] {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    };
     m_sink->startProcess();
     try {
         m_topology->start();
     } catch (const std::exception& error) {
-        m_sink->stopProcess();
-        m_topology->stop();
+        stopAll();
         std::fprintf(stderr, "korvane: could not start the pipeline: %s\n", error.what());
         return 1;
     }
-    if (!m_device->isStarted()) {
-        m_sink->stopProcess();
-        m_topology->stop();
+    if (!waitUntilRunning(m_options.stallSeconds)) {
+        stopAll();
+        std::fprintf(stderr, "korvane: the processes did not start (see the messages above)\n");
+        return 1;
+    }
+    if (!m_device->start() || !m_device->isStarted()) {
+        stopAll();
         std::fprintf(stderr, "korvane: the device %s did not start\n", m_device->type().c_str());
         return 1;
     }
-    auto seconds = [&] {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    };
     unsigned long long lastFrames = 0;
     double lastFrameAt = 0;
     bool stalled = false;
@@ -350,14 +357,14 @@ int Pipeline::run() {
         }
         if (now - m_shownSeconds >= 0.5) showProgress(now, false);
     }
-    m_sink->stopProcess();
-    m_topology->stop();
+    stopAll();
     const double elapsed = seconds();
     const double cpu = static_cast<double>(std::clock() - cpuStarted) / CLOCKS_PER_SEC;
     showProgress(elapsed, true);
     printSummary(elapsed, cpu);
     if (m_sink->saveFailed()) {
-        std::fprintf(stderr, "korvane: a frame could not be saved (see the log)\n");
+        std::fprintf(stderr, "korvane: %s could not save frame %llu to %s\n", m_storageName.c_str(),
+                     m_sink->frames(), m_sink->failedFile().c_str());
         return 1;
     }
     if (interrupted()) return 130;
@@ -367,6 +374,31 @@ int Pipeline::run() {
         return 1;
     }
     return 0;
+}
+
+// Each process binds its buffers on its own thread and flushes them while it does: the
+// device may deliver only when every consumer is bound, or its first frames are lost.
+bool Pipeline::waitUntilRunning(double limitSeconds) const {
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::duration<double>(limitSeconds);
+    std::vector<const ProcessInterface*> processes{m_sink.rawPtr()};
+    for (const OperatorProcessRefPtr& process : m_processes) processes.push_back(process.rawPtr());
+    for (const ProcessInterface* process : processes) {
+        while (process->status() == ProcessInterface::Starting) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        if (process->status() != ProcessInterface::Running) return false;
+    }
+    return true;
+}
+
+// The producer first, so that no frame is pushed into a stopped consumer.
+void Pipeline::stopAll() {
+    pipelineStopping();
+    m_device->stop();
+    m_sink->stopProcess();
+    m_topology->stop();
 }
 
 void Pipeline::showProgress(double seconds, bool final) {
@@ -397,7 +429,7 @@ void Pipeline::printSummary(double seconds, double cpuSeconds) const {
                 frames ? cpuSeconds * 1000 / static_cast<double>(frames) : 0.0);
     std::printf("dropped: %.0f\n", numberOf(*m_device, "FramesDropped", 0));
     std::printf("MB written: %.2f\n", megabytes);
-    std::printf("MB/s: %.1f\n", seconds > 0 ? megabytes / seconds : 0.0);
+    std::printf("MB/s: %.2f\n", seconds > 0 ? megabytes / seconds : 0.0);
     if (m_storage.isNull()) {
         std::printf("files: none (null sink)\n");
     } else if (frames == 0) {

@@ -4,15 +4,17 @@
 // between them, all but the sink in one Topology that owns them (OwnAll). run() starts
 // the consumers first, shows progress, stops on the frame limit, the duration, Ctrl-C or
 // a stall, and prints the summary. Main thread only.
-// Decisions: one process per operator, so a chain of operators runs on as many threads
-// as it has links; every process gets a finite "MaxIterations", since an endless process
-// pauses 1 ms after each iteration, which would cap the rate near 1000 frames/s.
-// Errors of the setup (an unknown type, property or value) carry the offset of the
-// text they concern and exit code 2; failures of the system carry exit code 1.
+// Decisions: the device is started by the pipeline, not the topology, once every
+// process has bound its buffers (binding flushes them). One process per operator, so a chain of
+// operators runs on as many threads as it has links; every process gets a finite "MaxIterations",
+// since an endless process pauses 1 ms after each iteration, which would cap the rate near 1000
+// frames/s. Errors of the setup (an unknown type, property or value) carry the offset of the text
+// they concern and exit code 2; failures of the system carry exit code 1.
 
 #include <korvane/core/Handles.h>
 #include <korvane/devices/Device.h>
 #include <korvane/process/Operator.h>
+#include <korvane/process/OperatorProcess.h>
 #include <korvane/process/Topology.h>
 
 #include <memory>
@@ -62,6 +64,8 @@ private:
     ToolError makeSink(const Element* element);
     ToolError connectTo(const Korvane::BufferSlotPtrWrapper& consumer, const std::string& slot);
     ToolError prepareOutput(const std::string& pattern);
+    bool waitUntilRunning(double limitSeconds) const;
+    void stopAll();
     void showProgress(double seconds, bool final);
     void printSummary(double seconds, double cpuSeconds) const;
     void release();
@@ -70,7 +74,9 @@ private:
     Korvane::TopologyRefPtr m_topology;
     Korvane::DeviceRefPtr m_device;
     std::vector<Korvane::OperatorRefPtr> m_operators;
+    std::vector<Korvane::OperatorProcessRefPtr> m_processes;
     Korvane::StorageRefPtr m_storage;
+    std::string m_storageName;  // as the setup names it
     Korvane::RefPtr<SinkProcess> m_sink;
     std::string m_pattern;  // the storage's file pattern as given, made absolute
     // The last output slot of the chain: its owner and slot id.

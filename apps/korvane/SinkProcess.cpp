@@ -1,7 +1,6 @@
 #include "SinkProcess.h"
 
 #include <korvane/buffers/BufferTemplate.h>
-#include <korvane/log/LogFunctions.h>
 #include <korvane/process/Storage.h>
 
 #include <climits>
@@ -16,6 +15,8 @@ SinkProcess::SinkProcess(Korvane::StorageRefPtr storage, FilePattern pattern,
       m_storage(std::move(storage)),
       m_pattern(std::move(pattern)),
       m_limit(limit) {
+    setName("Sink");
+    setType("Sink");
     addBufferSlot("Input", "Image", Korvane::slot_input, "The frames to save.", false);
     // A limit, also a practically endless one, spares the pause an endless process
     // takes after each iteration.
@@ -63,7 +64,6 @@ bool SinkProcess::sequence(unsigned long long) {
     if (m_storage.isValid()) {
         m_pattern.format(m_frames.load(), m_name);
         if (!m_storage->save(image, m_name.c_str())) {
-            Korvane::korvLogError("[korvane] Could not save frame to \"" + m_name + "\".");
             m_saveFailed.store(true);
             return false;
         }

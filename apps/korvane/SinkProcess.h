@@ -29,6 +29,8 @@ public:
     bool saveFailed() const { return m_saveFailed.load(); }
     // The run has ended by itself: the limit was reached or a save failed.
     bool finished() const;
+    // The file a failed save was meant for; read while idle.
+    const std::string& failedFile() const { return m_name; }
     // The name of the file frame n went to.
     std::string fileName(unsigned long long n) const;
     // The bytes of the files written by the last run; call while idle.

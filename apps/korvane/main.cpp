@@ -18,6 +18,7 @@
 #include "Inspect.h"
 #include "LaunchDescription.h"
 #include "Pipeline.h"
+#include "TerminalLogWriter.h"
 
 using namespace KorvaneTool;
 
@@ -225,17 +226,28 @@ int main(int argc, char** argv) {
     }
 
     if (app.got_subcommand("info")) return showInfo();
-    if (app.got_subcommand("plugins")) return showPlugins(pluginName);
-    if (app.got_subcommand("detect")) return showDetected();
-    if (app.got_subcommand("snapshot")) return snapshot(device, file, snapshotTimeout);
-    if (app.got_subcommand("run")) return runFile(runFileName, fileOptions);
-    std::string description = joinedWords(descriptionWords);
-    if (launchCommand->count("DESCRIPTION") == 0) {
-        description = kDefaultDescription + quotedValue(outputDir + "/frame_%05d.png");
-        if (launchCommand->count("--frames") == 0) launchOptions.values.frames = 100;
-        std::printf("running: korvane launch '%s' --frames %llu\n", description.c_str(),
-                    launchOptions.values.frames);
-        std::fflush(stdout);
+    // Warnings and errors of the library and the plug-ins go to stderr as well.
+    showLogOnTerminal();
+    int code = 0;
+    if (app.got_subcommand("plugins")) {
+        code = showPlugins(pluginName);
+    } else if (app.got_subcommand("detect")) {
+        code = showDetected();
+    } else if (app.got_subcommand("snapshot")) {
+        code = snapshot(device, file, snapshotTimeout);
+    } else if (app.got_subcommand("run")) {
+        code = runFile(runFileName, fileOptions);
+    } else {
+        std::string description = joinedWords(descriptionWords);
+        if (launchCommand->count("DESCRIPTION") == 0) {
+            description = kDefaultDescription + quotedValue(outputDir + "/frame_%05d.png");
+            if (launchCommand->count("--frames") == 0) launchOptions.values.frames = 100;
+            std::printf("running: korvane launch '%s' --frames %llu\n", description.c_str(),
+                        launchOptions.values.frames);
+            std::fflush(stdout);
+        }
+        code = launch(description, launchOptions);
     }
-    return launch(description, launchOptions);
+    flushLog();
+    return code;
 }

@@ -254,6 +254,11 @@ TEST_F(Korvane, BadInputNamesWhatExistsAndExitsWithItsCode) {
         {"launch 'SimCamera ! PngStorage File=a_%s.png'", 2, "unsupported field in the file name"},
         {"launch 'SimCamera ! PngStorage File=/proc/korvane/f_%d.png' --frames 1", 1,
          "cannot write files into /proc/korvane"},
+        {"launch 'SimCamera Width=0' --frames 1", 1,
+         "korvane: ERROR: [SimCamera] [Camera] cannot start: \"Width\" 0 is out of its range 1 "
+         "to 16384.\nkorvane: the device SimCamera did not start\n"},
+        {"launch 'SimCamera Width=32 Height=24 ! ApplyLut ! PnmStorage File=f_%d.pgm' -n 2", 1,
+         "PnmStorage could not save frame 0 to "},
         {"run no-such-file.txt", 2, "cannot read the run file no-such-file.txt"},
         {"snapshot SimCamera a.xyz", 2, "no storage writes files like a.xyz"},
     };
