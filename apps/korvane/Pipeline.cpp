@@ -241,13 +241,16 @@ ToolError Pipeline::addOperator(const Element& element) {
                           element.offset);
     }
     if (ToolError error = connectTo(op, input)) return error;
-    name = element.type + "Process";
-    OperatorProcessRefPtr process = operators->createProcess(name, true);
-    if (process.isNull()) return failure("could not make a process for " + element.type);
-    limitIterations(*process);
-    process->addOperator(op, 0);
-    m_topology->add(process);
-    m_processes.push_back(process);
+    // Operator k runs at level k of the one operator process, so every iteration takes
+    // a frame through the whole chain in order.
+    if (m_process.isNull()) {
+        name = "Operators";
+        m_process = operators->createProcess(name, true);
+        if (m_process.isNull()) return failure("could not make the operator process");
+        limitIterations(*m_process);
+        m_topology->add(m_process);
+    }
+    m_process->addOperator(op, static_cast<int>(m_operators.size()) - 1);
     m_producer = op;
     m_producerSlot = output;
     return {};
@@ -382,7 +385,7 @@ bool Pipeline::waitUntilRunning(double limitSeconds) const {
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::duration<double>(limitSeconds);
     std::vector<const ProcessInterface*> processes{m_sink.rawPtr()};
-    for (const OperatorProcessRefPtr& process : m_processes) processes.push_back(process.rawPtr());
+    if (m_process.isValid()) processes.push_back(m_process.rawPtr());
     for (const ProcessInterface* process : processes) {
         while (process->status() == ProcessInterface::Starting) {
             if (std::chrono::steady_clock::now() > deadline) return false;
