@@ -190,6 +190,11 @@ TEST_F(SimCam, TheCameraDetectorAnswersOnlyBehindItsOwnGrabbers) {
     EXPECT_EQ(DeviceManager::get()->detectDevice(own, "SimCameraDetector"), "SimCamera");
     EXPECT_EQ(DeviceManager::get()->detectDevice(other, "SimCameraDetector"), "");
     EXPECT_EQ(DeviceManager::get()->aliases().at("SimCam-1"), "SimCamera");
+    name = "ByModel";
+    const DeviceRefPtr camera = DeviceManager::get()->create("SimCam-1", name, true);
+    ASSERT_TRUE(camera.isValid());
+    EXPECT_EQ(camera->type(), "SimCamera");
+    DeviceManager::get()->releaseInstance(name.c_str());
     FrameGrabberManager::get()->releaseInstance("Other0");
     FrameGrabberManager::get()->releaseInstance("Sim0");
     DeviceManager::get()->unregisterFrameGrabber("OtherGrabber");
