@@ -33,10 +33,15 @@ function(korvane_add_tool name)
   install(TARGETS ${name} RUNTIME DESTINATION ${KORVANE_INSTALL_BINDIR})
 endfunction()
 
-# korvane_add_data(FILES file...): data files copied into the build tree's data/ at
-# configure time and installed into data/.
+# korvane_add_data(FILES file... [DESTINATION subdir]): data files copied into the
+# build tree's data/ (or its subdirectory subdir, such as "Cameras") at configure time
+# and installed into the same place under data/.
 function(korvane_add_data)
-  cmake_parse_arguments(PARSE_ARGV 0 arg "" "" "FILES")
-  file(COPY ${arg_FILES} DESTINATION ${KORVANE_DATA_OUTPUT_DIRECTORY})
-  install(FILES ${arg_FILES} DESTINATION ${KORVANE_INSTALL_DATADIR})
+  cmake_parse_arguments(PARSE_ARGV 0 arg "" "DESTINATION" "FILES")
+  set(subdir "")
+  if(arg_DESTINATION)
+    set(subdir "/${arg_DESTINATION}")
+  endif()
+  file(COPY ${arg_FILES} DESTINATION ${KORVANE_DATA_OUTPUT_DIRECTORY}${subdir})
+  install(FILES ${arg_FILES} DESTINATION ${KORVANE_INSTALL_DATADIR}${subdir})
 endfunction()
