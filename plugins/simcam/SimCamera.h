@@ -25,8 +25,8 @@
 //   whose push fails is dropped and counted in "FramesDropped" (reset by each start);
 //   its frame number is used up, so consumers see the gap. When "PushBlock" is "On"
 //   the thread waits for room (back-pressure) and never drops.
-// - After "FrameCount" frames (0: no limit) the thread ends by itself; the camera
-//   counts as started until stop().
+// - After "FrameCount" frame numbers (0: no limit; dropped frames count too) the
+//   thread ends by itself; the camera counts as started until stop().
 // - Each frame's "Metadata" property is set to "Frame=<n>".
 // Threads: start and stop are serialised (the topology or host thread); the property,
 // identification and format operations may be called from any thread.

@@ -1,10 +1,11 @@
 #pragma once
 // Shared by the device tests: a scripted frame grabber that records the calls made to
-// it, detectors whose answers are functions, minimal devices, sensors, processors and
-// displays.
+// it, detectors whose answers are functions, a minimal device, sensor, processor and
+// display, and the clean-up that leaves both managers as the next test expects them.
 
 #include <korvane/devices/Device.h>
 #include <korvane/devices/DeviceDetector.h>
+#include <korvane/devices/DeviceManager.h>
 #include <korvane/devices/Display.h>
 #include <korvane/devices/FrameGrabber.h>
 #include <korvane/devices/FrameGrabberDetector.h>
@@ -24,7 +25,7 @@ namespace KorvaneTest {
 // A grabber whose connect answer is set by the test; records its calls in order.
 class ScriptedGrabber : public Korvane::FrameGrabber {
 public:
-    explicit ScriptedGrabber(bool genICompliant = false) : FrameGrabber(genICompliant) {}
+    explicit ScriptedGrabber(const std::string& name = "") : FrameGrabber(false) { setName(name); }
     ScriptedGrabber(const ScriptedGrabber& other)
         : FrameGrabber(other), connectAnswer(other.connectAnswer.load()) {}
 
@@ -78,13 +79,8 @@ private:
 };
 
 // A free-standing grabber (not in any manager) under name.
-class NamedGrabber : public ScriptedGrabber {
-public:
-    explicit NamedGrabber(const std::string& name) { setName(name); }
-};
-
 inline Korvane::FrameGrabberRefPtr namedGrabber(const std::string& name) {
-    return Korvane::FrameGrabberRefPtr(new NamedGrabber(name), nullptr);
+    return Korvane::FrameGrabberRefPtr(new ScriptedGrabber(name), nullptr);
 }
 
 inline ScriptedGrabber& scripted(const Korvane::FrameGrabberRefPtr& grabber) {
@@ -184,5 +180,17 @@ protected:
     bool sequence(unsigned long long) override { return false; }
     bool cleanup() override { return true; }
 };
+
+// Takes out every detector and the grabber types named, and empties both managers.
+inline void resetDeviceManagers(const std::vector<std::string>& grabberTypes) {
+    Korvane::DeviceManager* devices = Korvane::DeviceManager::get();
+    Korvane::FrameGrabberManager* grabbers = Korvane::FrameGrabberManager::get();
+    for (const std::string& name : devices->deviceDetectors()) devices->unregisterDetector(name);
+    for (const std::string& name : grabbers->frameGrabberDetectors())
+        grabbers->unregisterDetector(name);
+    for (const std::string& type : grabberTypes) devices->unregisterFrameGrabber(type);
+    devices->cleanUp();
+    grabbers->clear();
+}
 
 }  // namespace KorvaneTest

@@ -178,7 +178,6 @@ TEST_F(DirOnDisk, UnreadableDirectoryListsNothing) {
 }
 
 TEST_F(DirOnDisk, AbsoluteAppendsRelativeNamesToTheWorkingDirectory) {
-    EXPECT_STREQ(Dir::separator(), "/");
     fs::create_directories(m_temp.file("sub/inner"));
     std::ofstream(m_temp.file("sub/inner/m.so")) << "x";
     fs::current_path(m_temp.path());

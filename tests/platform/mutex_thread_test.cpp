@@ -55,9 +55,7 @@ TEST(Mutex, EventIsAutoResetAndNotCounted) {
     const auto start = Clock::now();
     m.wait();
     EXPECT_LT(elapsedMs(start), 1000);
-    EXPECT_GE(waited(5), 4);
-    m.notify();
-    EXPECT_LT(waited(5000), 4000);
+    EXPECT_GE(waited(5), 4);  // the second notify was not kept
 }
 
 // The event is made on first use by whichever of notify and wait comes first: the two

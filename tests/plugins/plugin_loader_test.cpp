@@ -69,43 +69,33 @@ protected:
         return target;
     }
 
-    // The messages logged so far, once everything logged before this call has arrived.
-    std::vector<std::string> messages() {
+    // Expects each of wanted among the messages logged so far (once everything logged
+    // before this call has arrived); answers them all.
+    std::vector<std::string> expectLogged(const std::vector<std::string>& wanted) {
         korvLogCritical("--- end of case ---");
         EXPECT_TRUE(eventually([&] {
             const auto all = recorder->lines();
             return !all.empty() && all.back().find("--- end of case ---") != std::string::npos;
         }));
-        std::vector<std::string> texts;
+        std::vector<std::string> logged;
         for (const std::string& line : recorder->lines())
-            texts.push_back(line.substr(line.find(": ", 13) + 2));
-        return texts;
-    }
-    // Expects each of wanted among the messages logged so far; answers them all.
-    std::vector<std::string> expectLogged(const std::vector<std::string>& wanted) {
-        const std::vector<std::string> logged = messages();
+            logged.push_back(line.substr(line.find(": ", 13) + 2));
         for (const std::string& message : wanted)
             EXPECT_NE(std::find(logged.begin(), logged.end(), message), logged.end()) << message;
         return logged;
     }
 
-    static PluginLoadRecord reportOf(const std::string& file) {
-        for (const PluginLoadRecord& record : PluginLoader::get()->loadReport()) {
-            if (record.file == file) return record;
-        }
-        return {file, PluginLoadState::NotAModule, "(not in the report)"};
-    }
+    // Expects file's entry in the load report to be in state, with reason, or with a
+    // reason that contains it where whole is false (the system's own texts).
     static void expectReport(const std::string& file, PluginLoadState state,
-                             const std::string& reason) {
-        const PluginLoadRecord record = reportOf(file);
+                             const std::string& reason, bool whole = true) {
+        PluginLoadRecord record{file, PluginLoadState::NotAModule, "(not in the report)"};
+        for (const PluginLoadRecord& entry : PluginLoader::get()->loadReport())
+            if (entry.file == file) record = entry;
         EXPECT_STREQ(pluginLoadStateName(record.state), pluginLoadStateName(state)) << file;
-        EXPECT_EQ(record.reason, reason) << file;
-    }
-    static void expectReasonHas(const std::string& file, PluginLoadState state,
-                                const std::string& part) {
-        const PluginLoadRecord record = reportOf(file);
-        EXPECT_STREQ(pluginLoadStateName(record.state), pluginLoadStateName(state)) << file;
-        EXPECT_NE(record.reason.find(part), std::string::npos) << file << ": " << record.reason;
+        EXPECT_TRUE(whole ? record.reason == reason
+                          : record.reason.find(reason) != std::string::npos)
+            << file << ": " << record.reason;
     }
 
     static bool lutRegistered(const char* name) { return LutManager::get()->typeExists(name); }
@@ -142,9 +132,6 @@ TEST(PluginInfo, FullConstructorRefusesAForeignBuildWithTheFirstMismatch) {
             EXPECT_STREQ(error.what(), build.message);
         }
     }
-    const PluginInfo empty;
-    empty.setFile("/p/x.so");
-    EXPECT_EQ(PluginInfo(empty).file(), "/p/x.so");
 }
 
 TEST(PluginOrganizer, ReportsComponentsByClassBeforeInstalling) {
@@ -160,11 +147,9 @@ TEST(PluginOrganizer, ReportsComponentsByClassBeforeInstalling) {
     EXPECT_EQ(
         organizer.components(),
         (Kinds{{ComponentType::Image, "I"}, {ComponentType::Lut, "L"}, {ComponentType::Lut, "L"}}));
-    EXPECT_TRUE(organizer.installedComponents().empty());
     EXPECT_FALSE(organizer.isInstalled());
-    EXPECT_FALSE(organizer.checkDependencies());
-    EXPECT_FALSE(organizer.checkInstall());
-    organizer.clear();  // objects of no class count as Device
+    EXPECT_FALSE(organizer.checkDependencies());  // "Other" is not loaded
+    organizer.clear();                            // objects of no class count as Device
     EXPECT_EQ(organizer.components(), (Kinds{{ComponentType::Device, "L"},
                                              {ComponentType::Device, "I"},
                                              {ComponentType::Device, "L"}}));
@@ -181,7 +166,6 @@ TEST(Library, ReportsTheSystemReasonAndKeepsAModuleMappedAfterItIsGone) {
     {
         Library library(kModules + "good.so");
         ASSERT_TRUE(library.isOpen());
-        EXPECT_TRUE(library.errorText().empty());
         EXPECT_EQ(library.symbol("korvPluginUnknown"), nullptr);
         organizerOf =
             reinterpret_cast<PluginOrganizerFunction>(library.symbol("korvPluginOrganizer"));
@@ -189,7 +173,6 @@ TEST(Library, ReportsTheSystemReasonAndKeepsAModuleMappedAfterItIsGone) {
     }
     // Would crash had the module been unloaded with the Library.
     EXPECT_EQ(organizerOf()->info().name(), "GoodPlugin");
-    EXPECT_EQ(organizerOf(), organizerOf());
 }
 
 TEST_F(LoaderCase, InstallsEveryComponentAndTakesThemOutAgain) {
@@ -199,8 +182,7 @@ TEST_F(LoaderCase, InstallsEveryComponentAndTakesThemOutAgain) {
     start({plugins});
     PluginLoader* loader = PluginLoader::get();
     EXPECT_EQ(loader->searchPluginPath(), std::vector<std::string>{good});
-    ASSERT_TRUE(loader->isLoadedFile(good));
-    EXPECT_TRUE(loader->isLoaded("GoodPlugin"));
+    ASSERT_TRUE(loader->isLoaded("GoodPlugin"));
     expectReport(good, PluginLoadState::Registered, "");
     EXPECT_FALSE(lutRegistered("TestGrey8"));
 
@@ -232,8 +214,6 @@ TEST_F(LoaderCase, InstallsEveryComponentAndTakesThemOutAgain) {
     };
     everyComponentIs(true);
     EXPECT_TRUE(lutRegistered("TestGrey8"));
-    std::string name = "made";
-    EXPECT_TRUE(LutManager::get()->create("TestGrey8", name, false).isValid());
 
     loader->unLoadComponent("TestImage", ComponentType::Lut);  // another class: nothing
     loader->unLoadComponent("TestGrey8", ComponentType::Lut);
@@ -362,10 +342,10 @@ TEST_F(LoaderCase, BadModulesAndDirectoriesAreReportedAndLeaveTheHostUnharmed) {
     EXPECT_EQ(loader->loadAll(), 0);
     EXPECT_FALSE(loader->loadPluginFile("init_throws.so"));
     expectReport(missing + "/", PluginLoadState::NotAModule, "no such directory");
-    expectReasonHas(empty, PluginLoadState::NotAModule, "too short");
-    expectReasonHas(text, PluginLoadState::NotAModule, "invalid ELF header");
-    expectReasonHas(unresolved, PluginLoadState::NotAModule,
-                    "undefined symbol: korvTestSymbolThatNobodyDefines");
+    expectReport(empty, PluginLoadState::NotAModule, "too short", false);
+    expectReport(text, PluginLoadState::NotAModule, "invalid ELF header", false);
+    expectReport(unresolved, PluginLoadState::NotAModule,
+                 "undefined symbol: korvTestSymbolThatNobodyDefines", false);
     expectReport(thrower, PluginLoadState::Refused,
                  "korvPluginInit threw: the test plug-in refuses to start");
     EXPECT_FALSE(lutRegistered("ThrowerLut"));

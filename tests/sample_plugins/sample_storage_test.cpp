@@ -31,10 +31,16 @@ namespace {
 using Lines = std::vector<std::string>;
 using Samples = std::vector<double>;  // interleaved, pixel by pixel
 
+using Pattern = double (*)(unsigned int);
+const Pattern bytePattern = [](unsigned int i) -> double { return (i * 37 + 5) % 256; };
+const Pattern wordPattern = [](unsigned int i) -> double { return (i * 4099 + 11) % 65536; };
+const Pattern twelveBitPattern = [](unsigned int i) -> double { return (i * 397 + 3) % 4096; };
+const Pattern floatPattern = [](unsigned int i) { return i * 0.25 - 1.5; };
+
 // A w x h image of `channels` channels of quantumId whose sample (x, y, c) is
 // pattern(i) with i its place in the interleaved order.
 ImgRefPtr patterned(unsigned int quantumId, unsigned int w, unsigned int h, int channels,
-                    double (*pattern)(unsigned int)) {
+                    Pattern pattern) {
     ImgRefPtr image = ImageManager::get()->createAnonymous(quantumId, w, h, unsigned(channels));
     for (int c = 0; c < channels; ++c) {
         unsigned char* raw = image->channel(c)->rawBuffer();
@@ -47,18 +53,6 @@ ImgRefPtr patterned(unsigned int quantumId, unsigned int w, unsigned int h, int 
     }
     return image;
 }
-double bytePattern(unsigned int i) {
-    return (i * 37 + 5) % 256;
-}
-double wordPattern(unsigned int i) {
-    return (i * 4099 + 11) % 65536;
-}
-double twelveBitPattern(unsigned int i) {
-    return (i * 397 + 3) % 4096;
-}
-double floatPattern(unsigned int i) {
-    return i * 0.25 - 1.5;
-}
 
 // The samples of image, interleaved as the files store them.
 Samples interleaved(const ImgRefPtr& image) {
@@ -66,17 +60,10 @@ Samples interleaved(const ImgRefPtr& image) {
     for (unsigned int p = 0; p < image->pixelCount(); ++p) {
         for (int c = 0; c < image->channelCount(); ++c) {
             const unsigned char* raw = image->channel(c)->rawBuffer();
-            switch (image->channel(c)->quantumId()) {
-                case 129:
-                    out.push_back(raw[p]);
-                    break;
-                case 257:
-                    out.push_back(reinterpret_cast<const unsigned short*>(raw)[p]);
-                    break;
-                default:
-                    out.push_back(reinterpret_cast<const float*>(raw)[p]);
-                    break;
-            }
+            const unsigned int id = image->channel(c)->quantumId();
+            out.push_back(id == 129   ? raw[p]
+                          : id == 257 ? reinterpret_cast<const unsigned short*>(raw)[p]
+                                      : reinterpret_cast<const float*>(raw)[p]);
         }
     }
     return out;
@@ -188,14 +175,6 @@ bool writeInterlacedPng(FILE* file, unsigned int width, unsigned int height, int
     return true;
 }
 
-unsigned int tiffFrames(const std::string& path) {
-    TIFF* tiff = TIFFOpen(path.c_str(), "r");
-    if (!tiff) return 0;
-    const unsigned int frames = TIFFNumberOfDirectories(tiff);
-    TIFFClose(tiff);
-    return frames;
-}
-
 constexpr char kStoragePlugin[] = "KorvaneStorage";
 
 class SampleStorage : public SamplePluginTest<kStoragePlugin> {
@@ -205,8 +184,10 @@ protected:
         const Lines lines = recorder->messages();
         return lines.empty() ? std::string() : lines.front();
     }
-    static bool startsWith(const std::string& text, const std::string& prefix) {
-        return text.compare(0, prefix.size(), prefix) == 0;
+    // Expects the first line logged since the last call to start with prefix.
+    static void expectLoggedFirst(const std::string& prefix) {
+        const std::string message = firstMessage();
+        EXPECT_EQ(message.substr(0, prefix.size()), prefix) << message;
     }
 
     StorageManager* storages = StorageManager::get();
@@ -215,18 +196,6 @@ protected:
 
 }  // namespace
 
-TEST_F(SampleStorage, TheModuleInstallsAStorageForEachFormat) {
-    const Lines types = storages->typeList();
-    for (const char* type : {"pnmstorage", "pngstorage", "tiffstorage"})
-        EXPECT_NE(std::find(types.begin(), types.end(), type), types.end()) << type;
-    std::string name = "formats";
-    StorageRefPtr tiff = storages->create("tiffstorage", name, true);
-    ASSERT_TRUE(tiff.isValid());
-    EXPECT_EQ(tiff->supportedSaveFormats(), (Lines{"tif", "tiff"}));
-    EXPECT_TRUE(tiff->canLoad("Frames.TIFF"));
-    storages->releaseInstance(name.c_str());
-}
-
 // Each format and sample type: saved through the manager, read back by an independent
 // reader and by our own, sample by sample.
 TEST_F(SampleStorage, EveryFormatRoundTripsItsSampleTypes) {
@@ -234,9 +203,10 @@ TEST_F(SampleStorage, EveryFormatRoundTripsItsSampleTypes) {
         const char* file;
         unsigned int quantumId;
         int channels;
-        double (*pattern)(unsigned int);
+        Pattern pattern;
         unsigned int bitDepth;  // significant bits to set; 0 keeps the whole sample
     };
+    // clang-format off
     const Case cases[] = {
         {"grey8.png", 129, 1, bytePattern, 0},        {"grey16.png", 257, 1, wordPattern, 0},
         {"rgb8.png", 129, 3, bytePattern, 0},         {"rgb16.png", 257, 3, wordPattern, 0},
@@ -247,6 +217,7 @@ TEST_F(SampleStorage, EveryFormatRoundTripsItsSampleTypes) {
         {"grey12.pgm", 257, 1, twelveBitPattern, 12}, {"rgb8.ppm", 129, 3, bytePattern, 0},
         {"rgb16.PPM", 257, 3, wordPattern, 0},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.file);
         const std::string path = dir.file(c.file);
@@ -257,17 +228,11 @@ TEST_F(SampleStorage, EveryFormatRoundTripsItsSampleTypes) {
         const Samples expected = interleaved(image);
 
         const std::string ext = std::filesystem::path(path).extension();
-        if (ext == ".png") {
-            const Decoded file = readPng(path);
-            EXPECT_EQ(file.width, 5u);
-            EXPECT_EQ(file.height, 3u);
-            EXPECT_EQ(file.channels, unsigned(c.channels));
-            EXPECT_EQ(file.bits, c.quantumId == 129 ? 8u : 16u);
-            EXPECT_EQ(file.samples, expected);
-        } else if (ext == ".tif" || ext == ".tiff") {
-            const Decoded file = readTiff(path);
-            EXPECT_EQ(file.width, 5u);
-            EXPECT_EQ(file.channels, unsigned(c.channels));
+        if (ext != ".pgm" && ext != ".ppm" && ext != ".PPM") {
+            const Decoded file = ext == ".png" ? readPng(path) : readTiff(path);
+            const unsigned int bits = c.quantumId == 129 ? 8 : c.quantumId == 257 ? 16 : 32;
+            EXPECT_EQ(std::vector<unsigned>({file.width, file.height, file.channels, file.bits}),
+                      std::vector<unsigned>({5, 3, unsigned(c.channels), bits}));
             EXPECT_EQ(file.floating, c.quantumId == 514);
             EXPECT_EQ(file.samples, expected);
         } else {
@@ -287,10 +252,10 @@ TEST_F(SampleStorage, EveryFormatRoundTripsItsSampleTypes) {
         ImgRefPtr back;
         ASSERT_TRUE(storages->loadImage(back, path.c_str()));
         ASSERT_TRUE(back.isValid());
-        EXPECT_EQ(back->width(), 5u);
-        EXPECT_EQ(back->height(), 3u);
-        EXPECT_EQ(back->channelCount(), c.channels);
-        EXPECT_EQ(back->channel(0)->quantumId(), c.quantumId);
+        EXPECT_EQ(
+            std::vector<unsigned>({back->width(), back->height(), unsigned(back->channelCount()),
+                                   back->channel(0)->quantumId()}),
+            std::vector<unsigned>({5, 3, unsigned(c.channels), c.quantumId}));
         EXPECT_EQ(back->bitDepth(), c.bitDepth ? c.bitDepth : image->bitDepth());
         EXPECT_EQ(interleaved(back), expected);
     }
@@ -356,8 +321,8 @@ TEST_F(SampleStorage, MultiFrameTiffFilesCountAndWalkTheirFrames) {
         EXPECT_TRUE(tiff->getProperty("FrameCount", &count));
         EXPECT_EQ(count, frame + 1);
     }
-    ASSERT_EQ(tiffFrames(path), 3u);
     EXPECT_EQ(readTiff(path, 2).samples, Samples(8, 3000));
+    EXPECT_EQ(readTiff(path, 3).width, 0u);  // no fourth frame
 
     for (unsigned int expectedNext : {1u, 2u, 0u, 1u}) {
         ImgRefPtr image;
@@ -374,7 +339,6 @@ TEST_F(SampleStorage, MultiFrameTiffFilesCountAndWalkTheirFrames) {
     ASSERT_TRUE(tiff->setProperty("FrameId", 3u));
     ImgRefPtr image;
     EXPECT_FALSE(tiff->load(image, path.c_str()));
-    EXPECT_TRUE(image.isNull());
     EXPECT_EQ(firstMessage(),
               "ERROR      : TiffStorage: no frame 3 among the 3 of \"" + path + "\"");
     storages->releaseInstance(name.c_str());
@@ -411,8 +375,7 @@ TEST_F(SampleStorage, BadFilesAreRefusedWithAClearMessage) {
         ImgRefPtr image;
         EXPECT_FALSE(storages->loadImage(image, c.file.c_str()));
         EXPECT_TRUE(image.isNull());
-        const std::string message = firstMessage();
-        EXPECT_TRUE(startsWith(message, c.message)) << message;
+        expectLoggedFirst(c.message);
     }
 }
 
@@ -451,7 +414,6 @@ TEST_F(SampleStorage, ImagesAFormatCannotHoldAndUnwritablePlacesAreRefused) {
         SCOPED_TRACE(c.file);
         EXPECT_FALSE(storages->saveImage(c.image, c.file.c_str()));
         EXPECT_FALSE(std::filesystem::exists(c.file));
-        const std::string message = firstMessage();
-        EXPECT_TRUE(startsWith(message, c.message)) << message;
+        expectLoggedFirst(c.message);
     }
 }

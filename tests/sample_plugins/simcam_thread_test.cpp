@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <korvane/buffers/BufferManager.h>
 #include <korvane/buffers/BufferTemplate.h>
+#include <korvane/config/Registry.h>
 #include <korvane/config/SysEnv.h>
 #include <korvane/devices/DeviceManager.h>
 #include <korvane/devices/FrameGrabberManager.h>
@@ -14,6 +15,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -152,6 +154,11 @@ TEST_F(SimCam, DetectionMakesTheConfiguredGrabbersWithTheCameraBehindEach) {
             "\" is not a number from 0 to 16; \"GrabberCount\" is used."};
         EXPECT_EQ(warnings, c.warned ? expected : std::vector<std::string>{});
     }
+    // A Registry setting, here taken from the environment by the host, comes first.
+    SysEnv::setVariable("SIMCAM_GRABBERS", "2");
+    Registry::get()->parseEnvironment({"SIMCAM_GRABBERS"});
+    SysEnv::setVariable("SIMCAM_GRABBERS", "5");
+    EXPECT_EQ(DeviceManager::get()->detectAll(0), 2);
     SysEnv::setVariable("SIMCAM_GRABBERS", "");
 }
 
@@ -183,6 +190,11 @@ TEST_F(SimCam, TheCameraDetectorAnswersOnlyBehindItsOwnGrabbers) {
     EXPECT_EQ(DeviceManager::get()->detectDevice(own, "SimCameraDetector"), "SimCamera");
     EXPECT_EQ(DeviceManager::get()->detectDevice(other, "SimCameraDetector"), "");
     EXPECT_EQ(DeviceManager::get()->aliases().at("SimCam-1"), "SimCamera");
+    name = "ByModel";
+    const DeviceRefPtr camera = DeviceManager::get()->create("SimCam-1", name, true);
+    ASSERT_TRUE(camera.isValid());
+    EXPECT_EQ(camera->type(), "SimCamera");
+    DeviceManager::get()->releaseInstance(name.c_str());
     FrameGrabberManager::get()->releaseInstance("Other0");
     FrameGrabberManager::get()->releaseInstance("Sim0");
     DeviceManager::get()->unregisterFrameGrabber("OtherGrabber");
@@ -265,18 +277,23 @@ TEST_F(SimCam, DeliversNumberedMovingFramesOfTheSetFormatUntilFrameCount) {
 }
 
 TEST_F(SimCam, StopReturnsWhileThePushWaitsForAFullFifoAndARestartCountsFromZero) {
-    Rig rig(2);
-    ASSERT_NE(rig.fifo, nullptr);
-    EXPECT_TRUE(rig.camera->setProperty("FrameRate", 0.0));
-    ASSERT_TRUE(rig.camera->start());
-    ASSERT_TRUE(eventually([&] { return rig.fifo->size() == 2; }));
-    std::future<void> stopped = startDetached([&] { rig.camera->stop(); });
-    ASSERT_EQ(stopped.wait_for(kGenerousDeadline), std::future_status::ready);
+    auto rig = std::make_unique<Rig>(2);
+    ASSERT_NE(rig->fifo, nullptr);
+    EXPECT_TRUE(rig->camera->setProperty("FrameRate", 0.0));
+    ASSERT_TRUE(rig->camera->start());
+    ASSERT_TRUE(eventually([&] { return rig->fifo->size() == 2; }));
+    Rig* shared = rig.get();
+    std::future<void> stopped = startDetached([shared] { shared->camera->stop(); });
+    if (stopped.wait_for(kGenerousDeadline) != std::future_status::ready) {
+        rig.release();  // its stop is still blocked: leave it rather than hang here
+        FAIL() << "stop() did not return";
+    }
+    EXPECT_FALSE(rig->camera->isStarted());
     long long dropped = -1;
-    EXPECT_TRUE(rig.camera->getProperty("FramesDropped", &dropped));
+    EXPECT_TRUE(rig->camera->getProperty("FramesDropped", &dropped));
     EXPECT_EQ(dropped, 0) << "a blocking FIFO holds the camera back instead";
-    ASSERT_TRUE(rig.camera->start());
-    EXPECT_EQ(counterOf(*rig.pop()), 0);
+    ASSERT_TRUE(rig->camera->start());
+    EXPECT_EQ(counterOf(*rig->pop()), 0);
 }
 
 TEST_F(SimCam, ANonBlockingFifoDropsFramesAndTheNumbersShowTheGap) {
