@@ -4,17 +4,17 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 
 namespace KorvaneTool {
 
 namespace {
 
-std::atomic<bool> interruptFlag{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler needs a lock-free flag");
+std::atomic<int> interrupts{0};
+static_assert(std::atomic<int>::is_always_lock_free, "the signal handler needs a lock-free count");
 
 extern "C" void onInterrupt(int) {
-    interruptFlag.store(true);
-    std::signal(SIGINT, SIG_DFL);
+    if (interrupts.fetch_add(1) + 1 >= 3) std::_Exit(130);
 }
 
 }  // namespace
@@ -28,7 +28,7 @@ void catchInterrupt() {
 }
 
 bool interrupted() {
-    return interruptFlag.load();
+    return interrupts.load() > 0;
 }
 
 }  // namespace KorvaneTool

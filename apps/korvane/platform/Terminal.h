@@ -1,8 +1,9 @@
 #pragma once
 // The tool's view of its terminal and of Ctrl-C; the only part of the tool that
-// includes POSIX headers. The interrupt handler only sets an atomic flag that the
-// main thread polls, and puts the default action back, so a second Ctrl-C ends a
-// run that does not stop.
+// includes POSIX headers. The interrupt handler only counts in an atomic that the
+// main thread polls; the third Ctrl-C ends the tool at once (exit code 130), for a
+// stop that hangs. Not the second: `timeout` and similar wrappers deliver one
+// SIGINT twice (to the child and to its process group).
 
 namespace KorvaneTool {
 
