@@ -308,14 +308,16 @@ ToolError Pipeline::prepareOutput(const std::string& pattern) {
     std::filesystem::create_directories(directory, error);
     const std::filesystem::path probe = directory / ".korvane-write-test";
     if (!error && !std::ofstream(probe)) error = std::make_error_code(std::errc::permission_denied);
-    std::filesystem::remove(probe, error);
+    std::error_code ignored;
+    std::filesystem::remove(probe, ignored);
     if (error || !std::filesystem::is_directory(directory)) {
         return failure("cannot write files into " + directory.string() +
                        (error ? ": " + error.message() : ""));
     }
     FilePattern names;
     std::string problem;
-    if (names.parse(pattern, problem) && !names.numbered()) std::filesystem::remove(pattern, error);
+    if (names.parse(pattern, problem) && !names.numbered())
+        std::filesystem::remove(pattern, ignored);
     return {};
 }
 

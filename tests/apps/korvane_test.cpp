@@ -254,6 +254,8 @@ TEST_F(Korvane, BadInputNamesWhatExistsAndExitsWithItsCode) {
         {"launch 'SimCamera ! PngStorage File=a_%s.png'", 2, "unsupported field in the file name"},
         {"launch 'SimCamera ! PngStorage File=/proc/korvane/f_%d.png' --frames 1", 1,
          "cannot write files into /proc/korvane"},
+        {"launch 'SimCamera ! PngStorage File=/proc/self/f_%d.png' --frames 1", 1,
+         "cannot write files into /proc/self: Permission denied"},
         {"launch 'SimCamera Width=0' --frames 1", 1,
          "korvane: ERROR: [SimCamera] [Camera] cannot start: \"Width\" 0 is out of its range 1 "
          "to 16384.\nkorvane: the device SimCamera did not start\n"},
