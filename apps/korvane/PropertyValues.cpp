@@ -81,43 +81,39 @@ bool parseBool(const std::string& text, bool& value) {
     return false;
 }
 
-// Writes the checked value; the table refuses only for reasons the checks missed.
-template <class V>
-bool store(PropertyInterface& target, const std::string& name, V value) {
-    return target.setProperty(name, value);
-}
-
 bool setTyped(PropertyInterface& target, const std::string& name, PropertyType type,
               const std::string& text) {
     const Limits limits = limitsOf(type);
     if (type == bool_property) {
         bool value = false;
-        return parseBool(text, value) && store(target, name, value);
+        return parseBool(text, value) && target.setProperty(name, value);
     }
     if (type == enum_property) {
         const std::vector<std::string>& names = target.propertyEnumList(name);
         for (std::size_t i = 0; i < names.size(); ++i) {
-            if (names[i] == text) return store(target, name, static_cast<unsigned long long>(i));
+            if (names[i] == text)
+                return target.setProperty(name, static_cast<unsigned long long>(i));
         }
         return false;
     }
     if (hasClass(type, signed_class)) {
         long long value = 0;
         return parseSigned(text, value) && value >= limits.low && value <= limits.high &&
-               store(target, name, value);
+               target.setProperty(name, value);
     }
     if (hasClass(type, unsigned_class)) {
         unsigned long long value = 0;
-        return parseUnsigned(text, value) && value <= limits.high && store(target, name, value);
+        return parseUnsigned(text, value) && value <= limits.high &&
+               target.setProperty(name, value);
     }
     if (hasClass(type, floating_class)) {
         char* end = nullptr;
         errno = 0;
         const double value = std::strtod(text.c_str(), &end);
         return !text.empty() && *end == '\0' && errno == 0 && value >= limits.low &&
-               value <= limits.high && store(target, name, value);
+               value <= limits.high && target.setProperty(name, value);
     }
-    return store(target, name, text);
+    return target.setProperty(name, text);
 }
 
 }  // namespace

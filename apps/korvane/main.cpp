@@ -37,8 +37,10 @@ void printError(const Setup& setup, const std::string& message, std::size_t offs
         std::fprintf(stderr, "korvane: %s:%zu:%zu: %s\n", setup.origin.c_str(), at.line, at.column,
                      message.c_str());
     }
-    std::fprintf(stderr, "  %s\n  %s^\n", at.lineText.c_str(),
-                 std::string(at.column - 1, ' ').c_str());
+    // The caret's indent keeps the line's tabs, so it lines up on any tab width.
+    std::string indent = at.lineText.substr(0, at.column - 1);
+    for (char& c : indent) c = c == '\t' ? '\t' : ' ';
+    std::fprintf(stderr, "  %s\n  %s^\n", at.lineText.c_str(), indent.c_str());
 }
 
 // The options of the command line given explicitly win over a run file's [Run] section.
