@@ -55,7 +55,6 @@ protected:
 
     static TextFifo& asText(const BufferRefPtr& buffer) { return dynamic_cast<TextFifo&>(*buffer); }
 
-    std::vector<long long> received;  // read after the consumer's StoppingDone
     // Status detail, isRunning and isStopping as seen by the process thread.
     std::vector<std::tuple<ProcessInterface::StatusDetail, bool, bool>> seen;
 
@@ -213,29 +212,6 @@ TEST_F(ProcessRun, TheStatusFollowsTheLifeCycle) {
                                      {ProcessInterface::RunningIterating, true, false},
                                      {ProcessInterface::StoppingCleanup, false, true}};
     EXPECT_EQ(seen, expected);
-}
-
-TEST_F(ProcessRun, WiredProcessesPassItemsThroughTheBuffer) {
-    ProcessHandle producer = make();
-    ProcessHandle consumer = make(3);
-    producer->addBufferSlot("Out", "string", slot_output, "", false);
-    consumer->addBufferSlot("In", "string", slot_input, "", false);
-    BufferRefPtr buffer = manager->connect(producer, "Out", consumer, "In", 4);
-    ASSERT_TRUE(buffer.isValid());
-    TextFifo* fifo = &asText(buffer);
-    consumer->onSequence = [this, fifo](unsigned long long) {
-        std::string item;
-        if (!fifo->pop(item)) return false;
-        received.push_back(std::stoll(item));
-        return true;
-    };
-    producer->onSequence = [fifo](unsigned long long i) { return fifo->push(std::to_string(i)); };
-    consumer->startProcess();
-    ASSERT_TRUE(eventually([&] { return consumer->isRunning(); }));
-    producer->startProcess();
-    ASSERT_TRUE(reaches(consumer, ProcessInterface::StoppingDone));
-    ASSERT_TRUE(stopWithin(producer));
-    EXPECT_EQ(received, (std::vector<long long>{0, 1, 2}));
 }
 
 }  // namespace
