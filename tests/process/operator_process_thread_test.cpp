@@ -1,6 +1,6 @@
 // Operator processes at work: frames through real FIFOs between real processes, the
 // order of the operators, every failure with its exact log lines, exceptions thrown by
-// operators, stopping an operator that waits in a FIFO, and the manager's events.
+// operators, stopping while frames flow, and the manager's events.
 
 #include <gtest/gtest.h>
 #include <korvane/buffers/BufferManager.h>
@@ -48,10 +48,8 @@ protected:
 
     void TearDown() override {
         for (Gate& gate : m_gates) gate.open();
-        for (const OperatorProcessRefPtr& process : m_processes) {
+        for (const ProcessPtrWrapper& process : m_processes)
             EXPECT_TRUE(stopProcessWithin(process));
-        }
-        for (const ProcessHandle& process : m_plain) EXPECT_TRUE(stopProcessWithin(process));
         for (const std::string& name : operators->processList()) {
             operators->releaseProcess(name.c_str());
         }
@@ -126,12 +124,11 @@ private:
     ProcessHandle plain(long long maxIterations) {
         ProcessHandle process = KorvaneTest::makeProcess();
         EXPECT_TRUE(process->setProperty("MaxIterations", maxIterations));
-        m_plain.push_back(process);
+        m_processes.push_back(process);
         return process;
     }
 
-    std::vector<OperatorProcessRefPtr> m_processes;
-    std::vector<ProcessHandle> m_plain;
+    std::vector<ProcessPtrWrapper> m_processes;  // every process made here
     std::list<Gate> m_gates;
 };
 
