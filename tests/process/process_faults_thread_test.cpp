@@ -81,7 +81,7 @@ TEST(ProcessFaults, EveryRunThatThrowsIsLoggedAndTheNextStartWorks) {
     const int before = iterations->load();
     EXPECT_TRUE(eventually([&] { return iterations->load() > before; }));
     EXPECT_EQ(steady->status(), ProcessInterface::Running);
-    EXPECT_TRUE(stopWithin(steady));
+    EXPECT_TRUE(stopProcessWithin(steady));
     operators->releaseProcess(processName.c_str());
     operators->cleanUp();
     ScriptManager::get()->cleanUp();

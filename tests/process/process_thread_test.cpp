@@ -17,7 +17,7 @@ using KorvaneTest::eventually;
 using KorvaneTest::Gate;
 using KorvaneTest::ProcessHandle;
 using KorvaneTest::reaches;
-using KorvaneTest::stopWithin;
+using KorvaneTest::stopProcessWithin;
 
 namespace {
 
@@ -30,7 +30,7 @@ class ProcessRun : public KorvaneTest::BufferManagerFixture {
 protected:
     void TearDown() override {
         for (Gate& gate : m_gates) gate.open();
-        for (const ProcessHandle& process : m_processes) EXPECT_TRUE(stopWithin(process));
+        for (const ProcessHandle& process : m_processes) EXPECT_TRUE(stopProcessWithin(process));
         BufferManagerFixture::TearDown();
     }
 
@@ -107,7 +107,7 @@ TEST_F(ProcessRun, MaxIterationsOrAFalseSequenceEndsTheRun) {
         Calls twice = calls;
         twice.insert(twice.end(), calls.begin(), calls.end());
         EXPECT_EQ(process->sequenceCalls(), twice);
-        ASSERT_TRUE(stopWithin(process));
+        ASSERT_TRUE(stopProcessWithin(process));
         EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     }
 }
@@ -122,7 +122,7 @@ TEST_F(ProcessRun, AMissingRequiredBufferSkipsInitAndLeavesTheOtherBuffersAlone)
     EXPECT_EQ(process->cleanupCalls(), 0);
     EXPECT_TRUE(process->bufferSlot("In").isNull());
 
-    ASSERT_TRUE(stopWithin(process));
+    ASSERT_TRUE(stopProcessWithin(process));
     EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     EXPECT_TRUE(asText(shared).push("still usable")) << "stopping aborted a buffer it had let go";
 }
@@ -188,7 +188,7 @@ TEST_F(ProcessRun, StopProcessReleasesASequenceBlockedInAnEmptyFifo) {
     };
     process->startProcess();
     ASSERT_TRUE(popping.waitOpen());
-    ASSERT_TRUE(stopWithin(process)) << "the blocked pop was not released";
+    ASSERT_TRUE(stopProcessWithin(process)) << "the blocked pop was not released";
     EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     EXPECT_EQ(process->cleanupCalls(), 1);
     EXPECT_TRUE(process->bufferSlot("In").isNull());
