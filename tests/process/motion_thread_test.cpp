@@ -97,16 +97,9 @@ std::string statusText(const ObjectRefPtr& status, const char* property) {
     return status.isValid() ? textOf(*status, property) : "<null>";
 }
 
-// Every motion made here is stopped at the end (gates opened first); the system log is
-// recorded.
+// Every motion made here is stopped at the end (gates opened first).
 class MotionTest : public BufferManagerFixture {
 protected:
-    static void SetUpTestSuite() { log = new SystemLogRecorder; }
-    static void TearDownTestSuite() {
-        delete log;
-        log = nullptr;
-    }
-
     void TearDown() override {
         for (Gate& gate : m_gates) gate.open();
         for (const MotionHandle& motion : m_motions) EXPECT_TRUE(stopProcessWithin(motion));
@@ -140,8 +133,6 @@ protected:
     static int errorLines(const std::vector<std::string>& lines, const std::string& message) {
         return static_cast<int>(std::count(lines.begin(), lines.end(), "ERROR      : " + message));
     }
-
-    static inline SystemLogRecorder* log = nullptr;
 
 private:
     std::vector<MotionHandle> m_motions;
@@ -194,7 +185,7 @@ TEST_F(MotionTest, CommandsAreCopiesOfPrototypesWithQueryStatusAlwaysACmdStatus)
 }
 
 TEST_F(MotionTest, SentCommandsShowPendingUntilTheControllerReportsAndRunOnePerPassInOrder) {
-    log->messages();
+    SystemLogRecorder log;
     MotionHandle motion = makeRunning();
     Gate& release = gate();
     motion->onExecute = [&release, motion = motion.rawPtr()](const ObjectRefPtr& cmd) {
@@ -220,7 +211,7 @@ TEST_F(MotionTest, SentCommandsShowPendingUntilTheControllerReportsAndRunOnePerP
     EXPECT_TRUE(
         eventually([&] { return statusText(motion->queryStatus(), "Message") == "moved 2"; }));
     EXPECT_EQ(statusText(pending, "Status"), "pending");
-    EXPECT_EQ(errorLines(log->messages(), "Motion controlled failed to execute command."), 1);
+    EXPECT_EQ(errorLines(log.messages(), "Motion controlled failed to execute command."), 1);
 }
 
 TEST_F(MotionTest, TheThirtyThirdCommandSentWhileTheControllerIsBusyIsDropped) {
@@ -265,7 +256,7 @@ TEST_F(MotionTest, StoppingDropsTheFifoButLeavesItRegisteredAndTheNextRunMakesAn
 }
 
 TEST_F(MotionTest, InitFailsWithoutACommandFifoOrAnOpenControllerAndStillCloses) {
-    log->messages();
+    SystemLogRecorder log;
     MotionHandle refused = make();
     refused->onOpen = [] { return false; };
     refused->startProcess();
@@ -289,7 +280,7 @@ TEST_F(MotionTest, InitFailsWithoutACommandFifoOrAnOpenControllerAndStillCloses)
     ASSERT_TRUE(manager->unregisterType("ObjectFifo") &&
                 manager->registerType("ObjectFifo", saved));
 
-    const std::vector<std::string> logged = log->messages();
+    const std::vector<std::string> logged = log.messages();
     EXPECT_EQ(errorLines(logged, "Motion object failed to create an ObjectFifo."), 1);
     EXPECT_EQ(errorLines(logged, "Init failed of process []"), 3);  // unmanaged: no name
     EXPECT_EQ(motion->openCalls.load(), 0);
