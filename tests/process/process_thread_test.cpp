@@ -80,33 +80,50 @@ TEST_F(ProcessRun, ANewProcessIsIdleAndStopDoesNothing) {
 }
 
 // Only -1 means no limit, any other value runs at least once; a sequence that returns
-// false ends the run. An empty optional slot does not prevent the start.
-TEST_F(ProcessRun, MaxIterationsOrAFalseSequenceEndsTheRun) {
-    const std::tuple<long long, unsigned long long, Calls> cases[] = {{5, 99, {0, 1, 2, 3, 4}},
-                                                                      {0, 99, {0}},
-                                                                      {-2, 99, {0}},
-                                                                      {-1000, 99, {0}},
-                                                                      {-1, 2, {0, 1, 2}}};
-    for (const auto& [limit, falseAt, calls] : cases) {
-        SCOPED_TRACE(limit);
-        ProcessHandle process = make(limit);
+// false ends the run. So does an init that fails or throws (the loop is skipped) and a
+// sequence that throws; an exception of any type also skips the cleanup. Every way out
+// releases the slots (an empty optional one does not prevent the start), and a run
+// that ended by itself starts again from iteration zero.
+TEST_F(ProcessRun, EveryWayOutEndsTheRunAndReleasesTheSlots) {
+    enum Fault { none, initFails, initThrows, sequenceThrows };
+    // MaxIterations, the iteration whose sequence returns false, calls, cleanups per run.
+    const std::tuple<long long, unsigned long long, Fault, Calls, int> cases[] = {
+        {5, 99, none, {0, 1, 2, 3, 4}, 1},
+        {0, 99, none, {0}, 1},
+        {-2, 99, none, {0}, 1},
+        {-1000, 99, none, {0}, 1},
+        {-1, 2, none, {0, 1, 2}, 1},
+        {-1, 99, initFails, {}, 1},
+        {-1, 99, initThrows, {}, 0},
+        {-1, 99, sequenceThrows, {0}, 0}};
+    for (const auto& [limit, falseAt, fault, calls, cleanups] : cases) {
+        SCOPED_TRACE(std::to_string(limit) + " fault " + std::to_string(fault));
+        BufferRefPtr buffer;
+        ProcessHandle process = makeReader(&buffer);
+        ASSERT_TRUE(process->setProperty("MaxIterations", limit));
         process->addBufferSlot("Opt", "string", slot_input, "", true);
         process->onSequence = [end = falseAt](unsigned long long i) { return i != end; };
-        process->startProcess();
-        ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-        EXPECT_EQ(process->sequenceCalls(), calls);
-        EXPECT_EQ(process->iteration(), static_cast<long long>(calls.size()));
-        EXPECT_EQ(process->initCalls(), 1);
-        EXPECT_EQ(process->cleanupCalls(), 1);
-        // A run that ended by itself starts again from iteration zero.
-        process->startProcess();
-        ASSERT_TRUE(eventually([&] {
-            return process->initCalls() == 2 &&
-                   process->statusDetail() == ProcessInterface::StoppingDone;
-        }));
+        if (fault == initFails) process->onInit = [] { return false; };
+        if (fault == initThrows) process->onInit = []() -> bool { throw 42; };
+        if (fault == sequenceThrows)
+            process->onSequence = [](unsigned long long) -> bool {
+                throw std::runtime_error("broken");
+            };
+        for (int run = 1; run <= 2; ++run) {
+            process->startProcess();
+            ASSERT_TRUE(eventually([&] {
+                return process->initCalls() == run &&
+                       process->statusDetail() == ProcessInterface::StoppingDone;
+            }));
+            EXPECT_TRUE(process->bufferSlot("In").isNull());
+            if (fault == none) {
+                EXPECT_EQ(process->iteration(), static_cast<long long>(calls.size()));
+            }
+        }
         Calls twice = calls;
         twice.insert(twice.end(), calls.begin(), calls.end());
         EXPECT_EQ(process->sequenceCalls(), twice);
+        EXPECT_EQ(process->cleanupCalls(), 2 * cleanups);
         ASSERT_TRUE(stopProcessWithin(process));
         EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     }
@@ -154,27 +171,6 @@ TEST_F(ProcessRun, StartWhileRunningIsIgnoredAndAStopWaitsForTheSequence) {
     EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     EXPECT_EQ(process->sequenceCalls(), (Calls{0, 1, 2}));
     EXPECT_EQ(process->cleanupCalls(), 1);
-}
-
-// Faults 0-2: init returns false, init throws, sequence throws. A failed init skips the
-// loop; an exception (of any type) also skips the cleanup. Every way out releases the slots.
-TEST_F(ProcessRun, FailuresEndTheRunAndReleaseTheSlots) {
-    for (int fault = 0; fault < 3; ++fault) {
-        SCOPED_TRACE(fault);
-        BufferRefPtr buffer;
-        ProcessHandle process = makeReader(&buffer);
-        if (fault == 0) process->onInit = [] { return false; };
-        if (fault == 1) process->onInit = []() -> bool { throw 42; };
-        if (fault == 2)
-            process->onSequence = [](unsigned long long) -> bool {
-                throw std::runtime_error("broken");
-            };
-        process->startProcess();
-        ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
-        EXPECT_EQ(process->sequenceCalls(), fault == 2 ? Calls{0} : Calls{});
-        EXPECT_EQ(process->cleanupCalls(), fault == 0 ? 1 : 0);
-        EXPECT_TRUE(process->bufferSlot("In").isNull());
-    }
 }
 
 TEST_F(ProcessRun, StopProcessReleasesASequenceBlockedInAnEmptyFifo) {
