@@ -131,16 +131,10 @@ TEST(Storage, TheTwoExtensionRulesDifferOnShortEndingsAndSeparators) {
         const char* ofStorage;  // at least two characters after the last "."
         const char* ofManager;  // at least one, and no separator after it
     };
-    for (const Case& c : {
-             Case{"a.b", "", "b"},
-             Case{"a.tif", "tif", "tif"},
-             Case{"dir.x/file", "x/file", ""},
-             Case{"dir.xy\\file", "xy\\file", ""},
-             Case{"noextension", "", ""},
-             Case{"a.", "", ""},
-             Case{"", "", ""},
-             Case{"a.b.TIFF", "TIFF", "TIFF"},
-         }) {
+    for (const Case& c :
+         {Case{"a.b", "", "b"}, Case{"a.tif", "tif", "tif"}, Case{"dir.x/file", "x/file", ""},
+          Case{"dir.xy\\file", "xy\\file", ""}, Case{"noextension", "", ""}, Case{"a.", "", ""},
+          Case{"", "", ""}, Case{"a.b.TIFF", "TIFF", "TIFF"}}) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(RecordingStorage::extension(c.name), c.ofStorage);
         EXPECT_EQ(StorageManager::extension(c.name), c.ofManager);
@@ -152,9 +146,9 @@ TEST_F(StorageManagerTest, TypesAreLowerCasedAndTheFirstInByteOrderThatAcceptsTh
     add("Image.A", new RecordingStorage("a", &journal, {"raw"}));
     add("C", new RecordingStorage("c", &journal, {"dat", "bin"}));
     EXPECT_EQ(manager->typeList(), (std::vector<std::string>{"a", "b", "c"}));
-    EXPECT_FALSE(manager->registerType("other.a", handle(new RecordingStorage("x", &journal, {}))));
-    EXPECT_FALSE(manager->registerType(nullptr, handle(new RecordingStorage("x", &journal, {}))));
-    EXPECT_FALSE(manager->registerType("Image.", handle(new RecordingStorage("x", &journal, {}))));
+    const StorageRefPtr spare = handle(new RecordingStorage("x", &journal, {}));
+    for (const char* refused : {"other.a", static_cast<const char*>(nullptr), "Image."})
+        EXPECT_FALSE(manager->registerType(refused, spare)) << (refused ? refused : "null");
     ImgRefPtr image;
     EXPECT_TRUE(manager->loadImage(image, "x.RAW"));
     EXPECT_EQ(manager->instance("a")->type(), "a");
@@ -180,7 +174,6 @@ TEST_F(StorageManagerTest, LoadingKeepsTheStorageInstanceAndSavingReleasesIt) {
     StorageRefPtr used = manager->instance("raw");
     ASSERT_TRUE(manager->loadImage(image, "two.raw"));
     EXPECT_EQ(manager->instance("raw").rawPtr(), used.rawPtr());  // the same instance again
-    EXPECT_EQ(manager->instanceCount(), 1u);
 
     // A type name that is no valid instance name still finds its one instance.
     add("r.a+w", new RecordingStorage("a+w", &journal, {"aw"}));
