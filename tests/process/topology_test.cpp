@@ -303,39 +303,57 @@ TEST_F(TopologyTest, ListsKeepDuplicatesAndRemoveTakesEveryEntry) {
     EXPECT_EQ(topology->operatorNames(), std::vector<std::string>{"A"});
 }
 
-TEST_F(TopologyTest, ClearReleasesWhatTheOwnershipHintOwns) {
+// A running topology is cleared, or released and destroyed with the default hint; a
+// claim made in its name outside start() goes with it.
+TEST_F(TopologyTest, ClearAndDestructionStopEverythingAndReleaseWhatTheHintOwns) {
     struct Case {
         Topology::OwnershipHint hint;
+        bool destroy;  // instead of clear(), leaving the hint at its default
         bool releasesDevices;
         bool releasesProcessing;  // displays, operators, operator processes
     };
-    const Case cases[] = {
-        {Topology::OwnAll, true, true},
-        {Topology::OwnAllButDevices, false, true},
-        {Topology::OwnBuffersOnly, false, false},
-        {static_cast<Topology::OwnershipHint>(9), false, false},
-    };
+    const Case cases[] = {{Topology::OwnAll, false, true, true},
+                          {Topology::OwnAllButDevices, false, false, true},
+                          {Topology::OwnBuffersOnly, false, false, false},
+                          {Topology::OwnershipHint(9), false, false, false},
+                          {Topology::OwnAllButDevices, true, false, true}};
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.hint);
+        SCOPED_TRACE(std::to_string(c.hint) + (c.destroy ? " destroyed" : " cleared"));
         Setup s = makeSetup("Owner");
         const std::string buffer = s.topology->bufferNames().at(0);
-        s.topology->setOwnershipHint(c.hint);
+        if (!c.destroy) s.topology->setOwnershipHint(c.hint);
         s.topology->start();
-
-        s.topology->clear();
-        EXPECT_FALSE(s.topology->isRunning());
-        EXPECT_TRUE(isIdle(*s.process));
+        ASSERT_TRUE(
+            topologies->claimExclusive(ComponentType::Motion, "Stage", s.topology.rawPtr()));
+        if (!c.destroy) {
+            s.topology->clear();
+            EXPECT_FALSE(s.topology->isRunning());
+            for (const auto& names : {s.topology->deviceNames(), s.topology->displayNames(),
+                                      s.topology->operatorNames(), s.topology->processNames(),
+                                      s.topology->bufferNames()}) {
+                EXPECT_TRUE(names.empty());
+            }
+        } else {
+            topologies->releaseInstance("Owner");
+            s.topology = TopologyRefPtr();
+            EXPECT_FALSE(claimed(ComponentType::Motion, "Stage"));
+        }
+        EXPECT_TRUE(isIdle(*s.process) && isIdle(*s.display));
         EXPECT_FALSE(cameraOf(s.camera).isStarted());
+        for (auto [type, name] : std::vector<std::pair<ComponentType, std::string>>{
+                 {ComponentType::Device, "Camera"},
+                 {ComponentType::Operator, "Sink"},
+                 {ComponentType::OperatorProcess, "Process"},
+                 {ComponentType::Display, "Display"},
+                 {ComponentType::Buffer, buffer}}) {
+            EXPECT_FALSE(claimed(type, name)) << name;
+        }
         EXPECT_EQ(DeviceManager::get()->instance("Camera").isNull(), c.releasesDevices);
         EXPECT_EQ(DisplayManager::get()->instance("Display").isNull(), c.releasesProcessing);
         EXPECT_EQ(OperatorManager::get()->instance("Sink").isNull(), c.releasesProcessing);
         EXPECT_EQ(OperatorManager::get()->process("Process").isNull(), c.releasesProcessing);
         EXPECT_TRUE(BufferManager::get()->instance(buffer.c_str()).isNull());
-        for (const auto& names :
-             {s.topology->deviceNames(), s.topology->displayNames(), s.topology->operatorNames(),
-              s.topology->processNames(), s.topology->bufferNames()}) {
-            EXPECT_TRUE(names.empty());
-        }
+        topologies->freeExclusive(ComponentType::Motion, "Stage");
         TearDown();
     }
 }
@@ -348,33 +366,6 @@ TEST_F(TopologyTest, ClearLeavesAnotherObjectThatTookAComponentsName) {
     OperatorRefPtr newer = makeOperator("Op");
     topology->clear();
     EXPECT_EQ(OperatorManager::get()->instance("Op"), newer);
-}
-
-TEST_F(TopologyTest, DestroyingARunningTopologyStopsEverythingAndFreesItsClaims) {
-    Setup s = makeSetup("Doomed");
-    s.topology->start();
-    ASSERT_TRUE(cameraOf(s.camera).isStarted());
-    // A claim made in its name outside start() goes as well.
-    ASSERT_TRUE(topologies->claimExclusive(ComponentType::Motion, "Stage", s.topology.rawPtr()));
-
-    topologies->releaseInstance("Doomed");
-    s.topology = TopologyRefPtr();
-
-    EXPECT_FALSE(cameraOf(s.camera).isStarted());
-    EXPECT_TRUE(isIdle(*s.process));
-    EXPECT_TRUE(isIdle(*s.display));
-    for (auto [type, name] : std::vector<std::pair<ComponentType, std::string>>{
-             {ComponentType::Device, "Camera"},
-             {ComponentType::Operator, "Sink"},
-             {ComponentType::OperatorProcess, "Process"},
-             {ComponentType::Display, "Display"},
-             {ComponentType::Motion, "Stage"}}) {
-        EXPECT_FALSE(claimed(type, name)) << name;
-    }
-    // The default hint keeps the devices registered and releases the rest.
-    EXPECT_TRUE(DeviceManager::get()->instance("Camera").isValid());
-    EXPECT_TRUE(OperatorManager::get()->instance("Sink").isNull());
-    EXPECT_EQ(BufferManager::get()->instanceCount(), 0u);
 }
 
 TEST_F(TopologyTest, AProcessStoppedByTheHostIsFreedAtStopForAnotherTopology) {
