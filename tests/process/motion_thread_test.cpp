@@ -89,10 +89,6 @@ Object moveCommand() {
     return move;
 }
 
-bool reaches(const MotionHandle& motion, ProcessInterface::StatusDetail detail) {
-    return eventually([&] { return motion->statusDetail() == detail; });
-}
-
 std::string statusText(const ObjectRefPtr& status, const char* property) {
     return status.isValid() ? textOf(*status, property) : "<null>";
 }
@@ -260,7 +256,7 @@ TEST_F(MotionTest, InitFailsWithoutACommandFifoOrAnOpenControllerAndStillCloses)
     MotionHandle refused = make();
     refused->onOpen = [] { return false; };
     refused->startProcess();
-    ASSERT_TRUE(reaches(refused, ProcessInterface::StoppingDone));
+    ASSERT_TRUE(reaches(refused));
     EXPECT_EQ(refused->closeCalls.load(), 1);
 
     // Keep the registered prototype aside, then take the type away.
@@ -269,14 +265,14 @@ TEST_F(MotionTest, InitFailsWithoutACommandFifoOrAnOpenControllerAndStillCloses)
     ASSERT_TRUE(manager->releaseInstance("saved") && manager->unregisterType("ObjectFifo"));
     MotionHandle motion = make();
     motion->startProcess();
-    EXPECT_TRUE(reaches(motion, ProcessInterface::StoppingDone));
+    EXPECT_TRUE(reaches(motion));
     motion->stopProcess();
     // A buffer of another element type under that name is no command fifo either.
     name = "text";
     BufferRefPtr text = manager->create("StringFifo", 0, name, false);
     ASSERT_TRUE(manager->releaseInstance("text") && manager->registerType("ObjectFifo", text));
     motion->startProcess();
-    EXPECT_TRUE(reaches(motion, ProcessInterface::StoppingDone));
+    EXPECT_TRUE(reaches(motion));
     ASSERT_TRUE(manager->unregisterType("ObjectFifo") &&
                 manager->registerType("ObjectFifo", saved));
 

@@ -31,7 +31,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 using Images = BufferTemplate<ImgRefPtr>;
-using Status = ProcessInterface::StatusDetail;
 
 Images& images(const BufferRefPtr& buffer) {
     return dynamic_cast<Images&>(*buffer);
@@ -134,11 +133,6 @@ private:
     std::list<Gate> m_gates;
 };
 
-template <class Handle>
-bool ends(const Handle& process, Status detail = ProcessInterface::StoppingDone) {
-    return eventually([&] { return process->statusDetail() == detail; });
-}
-
 }  // namespace
 
 // source -> [level 0] -> [level 1] -> sink, each hop an "ImageFifo" of 64. A process
@@ -168,13 +162,13 @@ TEST_F(OperatorRun, FramesPassThroughTwoLevelsInOrder) {
 
     // Binding a slot flushes its buffer: each consumer is running before its producer.
     sink->startProcess();
-    ASSERT_TRUE(ends(sink, ProcessInterface::RunningIterating));
+    ASSERT_TRUE(reaches(sink, ProcessInterface::RunningIterating));
     process->startProcess();
-    ASSERT_TRUE(ends(process, ProcessInterface::RunningIterating));
+    ASSERT_TRUE(reaches(process, ProcessInterface::RunningIterating));
     source->startProcess();
-    ASSERT_TRUE(ends(sink));
+    ASSERT_TRUE(reaches(sink));
     allReceived.open();
-    ASSERT_TRUE(ends(source));
+    ASSERT_TRUE(reaches(source));
     ASSERT_EQ(received.size(), static_cast<std::size_t>(frames));
     for (int i = 0; i < frames; ++i) ASSERT_EQ(received[i].rawPtr(), sent[i]) << i;
     // The operator process waits for a frame that never comes until it is stopped.
@@ -209,7 +203,7 @@ TEST_F(OperatorRun, OperatorsRunLevelByLevelInTheOrderOfAddingAndCopySlotsOnlyWh
     EXPECT_EQ(slotsWhileRunning, Lines{"BSlot"});
     EXPECT_EQ(process->bufferSlotIds(), Lines{"BSlot"});
     release.open();
-    ASSERT_TRUE(ends(process));
+    ASSERT_TRUE(reaches(process));
     EXPECT_EQ(journal->entries(), (Lines{"B.init", "A.init", "C.init", "B.execute", "A.execute",
                                          "C.execute", "B.execute", "A.execute", "C.execute",
                                          "B.cleanup", "A.cleanup", "C.cleanup"}));
@@ -222,7 +216,7 @@ TEST_F(OperatorRun, AProcessWithoutOperatorsWarnsAndEndsThroughCleanup) {
     OperatorRefPtr none;
     process->addOperator(none, 0);  // null entries are skipped
     process->startProcess();
-    ASSERT_TRUE(ends(process));
+    ASSERT_TRUE(reaches(process));
     EXPECT_EQ(process->iteration(), 0);
     EXPECT_EQ(recorder->messages(),
               (Lines{"WARNING    : OperatorProcess [ Empty ] has no operators to execute.",
@@ -292,7 +286,7 @@ TEST_F(OperatorRun, EachFailureIsLoggedAndTheRunEndsWithEveryOperatorReleased) {
             typed[1]->*c.call = []() -> bool { throw 42; };
         }
         process->startProcess();
-        ASSERT_TRUE(ends(process));
+        ASSERT_TRUE(reaches(process));
         EXPECT_EQ(recorder->messages(), c.messages);
         std::istringstream calls(c.calls);
         EXPECT_EQ(journal->entries(), Lines(std::istream_iterator<std::string>(calls), {}));

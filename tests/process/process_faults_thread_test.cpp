@@ -58,9 +58,7 @@ TEST(ProcessFaults, EveryRunThatThrowsIsLoggedAndTheNextStartWorks) {
     for (int run = 0; run < kRuns; ++run) {
         for (const ProcessPtrWrapper& faulting : faulty) faulting->startProcess();
         for (const ProcessPtrWrapper& faulting : faulty) {
-            ASSERT_TRUE(eventually([&] {
-                return faulting->statusDetail() == ProcessInterface::StoppingDone;
-            })) << run;
+            ASSERT_TRUE(reaches(faulting)) << run;
             ASSERT_TRUE(stopProcessWithin(faulting)) << run;
             ASSERT_EQ(faulting->status(), ProcessInterface::Idle) << run;
         }

@@ -48,7 +48,7 @@ TEST(ProcessStopSlow, AThreadThatIgnoresTheStopIsDestroyedAfterTheAttempts) {
     spin->store(false);  // the process can run again
     process->setProperty("MaxIterations", 2LL);
     process->startProcess();
-    ASSERT_TRUE(KorvaneTest::reaches(process, ProcessInterface::StoppingDone));
+    ASSERT_TRUE(KorvaneTest::reaches(process));
     EXPECT_EQ(process->iteration(), 2);
     ASSERT_TRUE(stopProcessWithin(process));
     manager->releaseInstance(name.c_str());

@@ -203,7 +203,7 @@ TEST_F(ProcessRun, TheStatusFollowsTheLifeCycle) {
     process->onSequence = [record](unsigned long long) { return !record(); };
     process->onCleanup = record;
     process->startProcess();
-    ASSERT_TRUE(reaches(process, ProcessInterface::StoppingDone));
+    ASSERT_TRUE(reaches(process));
     const decltype(seen) expected = {{ProcessInterface::StartingInit, false, false},
                                      {ProcessInterface::RunningIterating, true, false},
                                      {ProcessInterface::StoppingCleanup, false, true}};

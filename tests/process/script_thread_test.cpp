@@ -74,8 +74,7 @@ TEST(Scripts, OnlyRunningScriptsAreListed) {
 
     three->startProcess();
     waiting->startProcess();
-    ASSERT_TRUE(
-        eventually([&] { return three->statusDetail() == ProcessInterface::StoppingDone; }));
+    ASSERT_TRUE(reaches(three));
     EXPECT_EQ(dynamic_cast<CountingScript&>(*three).sequences.load(), 3);
     ASSERT_TRUE(stopAll.gates->reached.waitOpen());
     EXPECT_EQ(manager->runningInstanceList(), std::vector<std::string>{"Waiting"});

@@ -124,9 +124,12 @@ bool stopProcessWithin(const Handle& process, std::chrono::milliseconds limit = 
     return stopped.wait_for(limit) == std::future_status::ready;
 }
 
-// Waits until the process shows detail.
-inline bool reaches(const ProcessHandle& process, Korvane::ProcessInterface::StatusDetail detail,
-                    std::chrono::milliseconds limit = kGenerousDeadline) {
+// Waits until the process shows detail; by default, until its run has ended.
+template <class Handle>
+bool reaches(
+    const Handle& process,
+    Korvane::ProcessInterface::StatusDetail detail = Korvane::ProcessInterface::StoppingDone,
+    std::chrono::milliseconds limit = kGenerousDeadline) {
     return eventually([&] { return process->statusDetail() == detail; }, limit);
 }
 
