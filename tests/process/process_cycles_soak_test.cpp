@@ -64,7 +64,7 @@ TEST(ProcessCyclesSoak, ProcessesBlockedInBuffersStopAndStartAThousandTimes) {
             })) << cycle;
             // Both stops at once: each waits for its thread in steps of 10 ms.
             std::future<void> writerStopped = startDetached([writer] { writer->stopProcess(); });
-            ASSERT_TRUE(stopWithin(reader)) << "cycle " << cycle;
+            ASSERT_TRUE(stopProcessWithin(reader)) << "cycle " << cycle;
             ASSERT_EQ(writerStopped.wait_for(kGenerousDeadline), std::future_status::ready)
                 << "cycle " << cycle;
             ASSERT_EQ(writer->statusDetail(), ProcessInterface::IdleStopped) << cycle;

@@ -15,7 +15,7 @@
 using namespace Korvane;
 using namespace std::chrono_literals;
 using KorvaneTest::ProcessHandle;
-using KorvaneTest::stopWithin;
+using KorvaneTest::stopProcessWithin;
 
 TEST(ProcessStopSlow, AThreadThatIgnoresTheStopIsDestroyedAfterTheAttempts) {
 #if defined(__SANITIZE_THREAD__)
@@ -39,7 +39,7 @@ TEST(ProcessStopSlow, AThreadThatIgnoresTheStopIsDestroyedAfterTheAttempts) {
     ASSERT_TRUE(KorvaneTest::eventually([&] { return spins->load() > 0; }));
 
     const auto begun = std::chrono::steady_clock::now();
-    ASSERT_TRUE(stopWithin(process, 60s)) << "the thread was not destroyed";
+    ASSERT_TRUE(stopProcessWithin(process, 60s)) << "the thread was not destroyed";
     EXPECT_GE(std::chrono::steady_clock::now() - begun, 9s) << "destroyed before the attempts";
     EXPECT_EQ(process->statusDetail(), ProcessInterface::IdleStopped);
     EXPECT_EQ(process->cleanupCalls(), 0);
@@ -48,8 +48,8 @@ TEST(ProcessStopSlow, AThreadThatIgnoresTheStopIsDestroyedAfterTheAttempts) {
     spin->store(false);  // the process can run again
     process->setProperty("MaxIterations", 2LL);
     process->startProcess();
-    ASSERT_TRUE(KorvaneTest::reaches(process, ProcessInterface::StoppingDone));
+    ASSERT_TRUE(KorvaneTest::reaches(process));
     EXPECT_EQ(process->iteration(), 2);
-    ASSERT_TRUE(stopWithin(process));
+    ASSERT_TRUE(stopProcessWithin(process));
     manager->releaseInstance(name.c_str());
 }

@@ -5,8 +5,9 @@
 #include <korvane/process/ScriptManager.h>
 
 #include <atomic>
-#include <list>
+#include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/TestOperators.h"
@@ -17,9 +18,11 @@ using namespace KorvaneTest;
 
 namespace {
 
-using Names = std::vector<std::string>;
+struct Gates {
+    Gate reached, release;
+};
 
-// Counts its sequence calls; with a gate set, its first sequence opens reached and
+// Counts its sequence calls; with gates set, its first sequence opens reached and
 // waits for release.
 class CountingScript : public Script {
 public:
@@ -28,76 +31,56 @@ public:
     Script* createCopy() override { return new CountingScript(*this); }
 
     std::atomic<int> sequences{0};
-    Gate* reached = nullptr;  // not owned
-    Gate* release = nullptr;  // not owned
+    std::shared_ptr<Gates> gates;
 
 protected:
     bool init() override { return true; }
     bool sequence(unsigned long long) override {
-        if (sequences.fetch_add(1) == 0 && reached) {
-            reached->open();
-            return release->waitOpen();
-        }
-        return true;
+        if (sequences.fetch_add(1) > 0 || !gates) return true;
+        gates->reached.open();
+        return gates->release.waitOpen();
     }
     bool cleanup() override { return true; }
 };
 
-class Scripts : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(manager->registerType("Counting", ScriptRefPtr(new CountingScript, nullptr)));
-    }
-    void TearDown() override {
-        for (Gate& gate : m_gates) gate.open();
-        for (const std::string& name : manager->instanceList()) {
+// However the test ends, lets the waiting script go and stops every script.
+struct StopAll {
+    ~StopAll() {
+        gates->release.open();
+        for (const std::string& name : manager->instanceList())
             EXPECT_TRUE(stopProcessWithin(manager->instance(name.c_str())));
-        }
         manager->cleanUp();
     }
-
-    CountingScript& make(const std::string& wanted, short iterations, ScriptRefPtr* made) {
-        std::string name = wanted;
-        *made = manager->create("Counting", iterations, name, false);
-        EXPECT_EQ(name, wanted);
-        return dynamic_cast<CountingScript&>(**made);
-    }
-
-    Gate& gate() { return m_gates.emplace_back(); }
-
-    ScriptManager* manager = ScriptManager::get();
-
-private:
-    std::list<Gate> m_gates;
+    ScriptManager* manager;
+    std::shared_ptr<Gates> gates;
 };
 
 }  // namespace
 
-TEST_F(Scripts, OnlyRunningScriptsAreListed) {
+TEST(Scripts, OnlyRunningScriptsAreListed) {
+    ScriptManager* manager = ScriptManager::get();
+    ASSERT_TRUE(manager->registerType("Counting", ScriptRefPtr(new CountingScript, nullptr)));
+    const StopAll stopAll{manager, std::make_shared<Gates>()};
     EXPECT_EQ(manager->runningInstanceCount(), 0);
+    ScriptRefPtr three, idle, waiting;
+    for (auto [script, wanted, iterations] :
+         {std::make_tuple(&three, "Three", 3), std::make_tuple(&idle, "Idle", 3),
+          std::make_tuple(&waiting, "Waiting", -1)}) {
+        std::string name = wanted;
+        *script = manager->create("Counting", static_cast<short>(iterations), name, false);
+        ASSERT_TRUE(script->isValid()) << wanted;
+    }
+    dynamic_cast<CountingScript&>(*waiting).gates = stopAll.gates;
 
-    ScriptRefPtr finished;
-    CountingScript& three = make("Three", 3, &finished);
-    ScriptRefPtr idle;
-    make("Idle", 3, &idle);
-    ScriptRefPtr held;
-    CountingScript& waiting = make("Waiting", -1, &held);
-    Gate& reached = gate();
-    Gate& release = gate();
-    waiting.reached = &reached;
-    waiting.release = &release;
-
-    finished->startProcess();
-    held->startProcess();
-    ASSERT_TRUE(
-        eventually([&] { return finished->statusDetail() == ProcessInterface::StoppingDone; }));
-    EXPECT_EQ(three.sequences.load(), 3);
-    ASSERT_TRUE(reached.waitOpen());
-    EXPECT_EQ(manager->runningInstanceList(), Names{"Waiting"});
+    three->startProcess();
+    waiting->startProcess();
+    ASSERT_TRUE(reaches(three));
+    EXPECT_EQ(dynamic_cast<CountingScript&>(*three).sequences.load(), 3);
+    ASSERT_TRUE(stopAll.gates->reached.waitOpen());
+    EXPECT_EQ(manager->runningInstanceList(), std::vector<std::string>{"Waiting"});
     EXPECT_EQ(manager->runningInstanceCount(), 1);
 
-    release.open();
-    ASSERT_TRUE(stopProcessWithin(held));
+    stopAll.gates->release.open();
+    ASSERT_TRUE(stopProcessWithin(waiting));
     EXPECT_EQ(manager->runningInstanceCount(), 0);
-    EXPECT_TRUE(manager->runningInstanceList().empty());
 }

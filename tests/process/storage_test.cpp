@@ -1,6 +1,6 @@
 // Storages: formats and the two extension rules, the StorageManager's choice of a
-// storage by extension and its instance lifecycle, and a storage that writes and
-// reads a real file.
+// storage by extension and its instance lifecycle. Writing real files is checked by the
+// acquisition setup of the topology thread test.
 
 #include <gtest/gtest.h>
 #include <korvane/image/Image.h>
@@ -8,8 +8,6 @@
 #include <korvane/process/Storage.h>
 #include <korvane/process/StorageManager.h>
 
-#include <algorithm>
-#include <fstream>
 #include <initializer_list>
 #include <string>
 #include <tuple>
@@ -17,41 +15,11 @@
 #include <vector>
 
 #include "support/BufferFixture.h"
-#include "support/TempDir.h"
 
 using namespace Korvane;
 using KorvaneTest::textOf;
 
 namespace {
-
-// 8-bit grey PGM files, written as the header comment of Storage shows.
-class PgmStorage : public Storage {
-public:
-    PgmStorage() {
-        addLoadFormat("pgm");
-        addSaveFormat("pgm");
-    }
-    Storage* createCopy() override { return new PgmStorage(*this); }
-
-    bool save(ImgRefPtr image, const char* fileName) override {
-        if (image.isNull() || image->channelCount() != 1 || image->bitDepth() != 8) return false;
-        std::ofstream out(fileName, std::ios::binary);
-        out << "P5\n" << image->width() << ' ' << image->height() << "\n255\n";
-        image->write(out);
-        return bool(out);
-    }
-    bool load(ImgRefPtr& image, const char* fileName) override {
-        std::ifstream in(fileName, std::ios::binary);
-        std::string magic;
-        unsigned int width = 0, height = 0, maxValue = 0;
-        if (!(in >> magic >> width >> height >> maxValue) || magic != "P5") return false;
-        in.get();
-        image = ImageManager::get()->createAnonymous(129u, width, height, 1);
-        if (image.isNull()) return false;
-        image->read(in);
-        return bool(in);
-    }
-};
 
 // Formats given at construction; every call is appended to a journal (not owned) as
 // "<tag> load|save <file>". Its loads make a named 1 x 1 image, "Loaded" + a key.
@@ -110,7 +78,7 @@ protected:
 
 }  // namespace
 
-TEST(Storage, DeclaresTheSixPropertiesAtZeroAndStartsWithoutFormats) {
+TEST(Storage, DeclaresTheSixPropertiesWithTheirExactDescriptions) {
     RecordingStorage storage("s", nullptr, {});
     EXPECT_EQ(textOf(storage, "ComponentType"), "Storage");
     const char* deprecated = "Deprecated, do not use!";
@@ -130,14 +98,7 @@ TEST(Storage, DeclaresTheSixPropertiesAtZeroAndStartsWithoutFormats) {
         EXPECT_TRUE(info.type == type && info.access == access && info.category == category)
             << name;
         EXPECT_EQ(info.description, description);
-        double value = 1;
-        long long signedValue = 0;
-        unsigned long long unsignedValue = 0;
-        if (storage.getProperty(name, &signedValue)) value = double(signedValue);
-        if (storage.getProperty(name, &unsignedValue)) value = double(unsignedValue);
-        EXPECT_EQ(value, 0.0) << name;
     }
-    EXPECT_TRUE(storage.supportedLoadFormats().empty() && storage.supportedSaveFormats().empty());
 }
 
 TEST(Storage, FormatsAreKeptAsGivenAndMatchTheLowerCasedExtension) {
@@ -170,16 +131,10 @@ TEST(Storage, TheTwoExtensionRulesDifferOnShortEndingsAndSeparators) {
         const char* ofStorage;  // at least two characters after the last "."
         const char* ofManager;  // at least one, and no separator after it
     };
-    for (const Case& c : {
-             Case{"a.b", "", "b"},
-             Case{"a.tif", "tif", "tif"},
-             Case{"dir.x/file", "x/file", ""},
-             Case{"dir.xy\\file", "xy\\file", ""},
-             Case{"noextension", "", ""},
-             Case{"a.", "", ""},
-             Case{"", "", ""},
-             Case{"a.b.TIFF", "TIFF", "TIFF"},
-         }) {
+    for (const Case& c :
+         {Case{"a.b", "", "b"}, Case{"a.tif", "tif", "tif"}, Case{"dir.x/file", "x/file", ""},
+          Case{"dir.xy\\file", "xy\\file", ""}, Case{"noextension", "", ""}, Case{"a.", "", ""},
+          Case{"", "", ""}, Case{"a.b.TIFF", "TIFF", "TIFF"}}) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(RecordingStorage::extension(c.name), c.ofStorage);
         EXPECT_EQ(StorageManager::extension(c.name), c.ofManager);
@@ -191,9 +146,9 @@ TEST_F(StorageManagerTest, TypesAreLowerCasedAndTheFirstInByteOrderThatAcceptsTh
     add("Image.A", new RecordingStorage("a", &journal, {"raw"}));
     add("C", new RecordingStorage("c", &journal, {"dat", "bin"}));
     EXPECT_EQ(manager->typeList(), (std::vector<std::string>{"a", "b", "c"}));
-    EXPECT_FALSE(manager->registerType("other.a", handle(new PgmStorage)));
-    EXPECT_FALSE(manager->registerType(nullptr, handle(new PgmStorage)));
-    EXPECT_FALSE(manager->registerType("Image.", handle(new PgmStorage)));
+    const StorageRefPtr spare = handle(new RecordingStorage("x", &journal, {}));
+    for (const char* refused : {"other.a", static_cast<const char*>(nullptr), "Image."})
+        EXPECT_FALSE(manager->registerType(refused, spare)) << (refused ? refused : "null");
     ImgRefPtr image;
     EXPECT_TRUE(manager->loadImage(image, "x.RAW"));
     EXPECT_EQ(manager->instance("a")->type(), "a");
@@ -219,7 +174,6 @@ TEST_F(StorageManagerTest, LoadingKeepsTheStorageInstanceAndSavingReleasesIt) {
     StorageRefPtr used = manager->instance("raw");
     ASSERT_TRUE(manager->loadImage(image, "two.raw"));
     EXPECT_EQ(manager->instance("raw").rawPtr(), used.rawPtr());  // the same instance again
-    EXPECT_EQ(manager->instanceCount(), 1u);
 
     // A type name that is no valid instance name still finds its one instance.
     add("r.a+w", new RecordingStorage("a+w", &journal, {"aw"}));
@@ -255,31 +209,4 @@ TEST_F(StorageManagerTest, TheStoragesAnswerIsPassedOnAndImagesAreFoundByName) {
     EXPECT_EQ(failed, "unchanged");
     EXPECT_EQ(journal, (std::vector<std::string>{"raw load a.raw", "raw save b.raw",
                                                  "bad save c.bad", "bad load f.bad"}));
-}
-
-TEST_F(StorageManagerTest, AStorageWritesAndReadsARealFile) {
-    KorvaneTest::TempDir directory;
-    add("Pgm", new PgmStorage);
-    ImgRefPtr image = ImageManager::get()->createAnonymous(129u, 3, 2, 1);
-    ASSERT_TRUE(image.isValid());
-    const std::string samples = {'\0', '\x01', '\x7f', '\x80', '\xfe', '\xff'};
-    std::copy(samples.begin(), samples.end(), image->rawBuffer());
-    const std::string file = directory.file("frame.PGM");
-    ASSERT_TRUE(manager->saveImage(image, file.c_str()));
-    EXPECT_EQ(KorvaneTest::readFile(file), "P5\n3 2\n255\n" + samples);
-
-    ImgRefPtr loaded;
-    ASSERT_TRUE(manager->loadImage(loaded, file.c_str()));
-    ASSERT_TRUE(loaded.isValid());
-    EXPECT_EQ(loaded->width(), 3u);
-    EXPECT_EQ(loaded->height(), 2u);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(loaded->rawBuffer()), samples.size()),
-              samples);
-    // A file that is not a PGM, and one that is missing, load nothing.
-    std::ofstream(directory.file("text.pgm")) << "hello";
-    for (const std::string& bad : {directory.file("text.pgm"), directory.file("missing.pgm")}) {
-        ImgRefPtr none;
-        EXPECT_FALSE(manager->loadImage(none, bad.c_str())) << bad;
-        EXPECT_TRUE(none.isNull());
-    }
 }

@@ -72,6 +72,33 @@ protected:
     DeviceRefPtr makeCamera(std::string name) {
         return DeviceManager::get()->create("TestCamera", name, true);
     }
+    // Camera -> Invert (level 0) -> Sink (level 1) in one process, the second buffer a
+    // ring, and an idle display: everything added to a new topology.
+    struct Setup {
+        TopologyRefPtr topology;
+        DeviceRefPtr camera;
+        DisplayRefPtr display;
+        OperatorRefPtr invert, sink;
+        OperatorProcessRefPtr process;
+    };
+    Setup makeSetup(const std::string& name) {
+        std::string processName = "Process";
+        Setup s{makeTopology(name),
+                makeCamera("Camera"),
+                makeDisplay("Display"),
+                makeOperator("Invert", "Invert"),
+                makeOperator("Sink", "SaveEveryNth"),
+                OperatorManager::get()->createProcess(processName, true)};
+        s.process->addOperator(s.invert, 0);
+        s.process->addOperator(s.sink, 1);
+        s.topology->add(s.camera, Topology::StartDevices);
+        for (const OperatorRefPtr& op : {s.invert, s.sink}) s.topology->add(op);
+        s.topology->add(s.display);
+        s.topology->add(s.process);
+        EXPECT_TRUE(s.topology->connect(s.camera, "Output", s.invert, "In", 4));
+        EXPECT_TRUE(s.topology->connect(s.invert, "Out", s.sink, "In", BufferRing, 4));
+        return s;
+    }
     bool claimed(ComponentType type, const std::string& name) const {
         return topologies->isClaimedExclusive(type, name);
     }
@@ -107,100 +134,64 @@ TEST_F(TopologyTest, ClaimTableKeysByKindAndNameAndFreesPerTopology) {
     EXPECT_FALSE(claimed(ComponentType::Operator, "A"));
     EXPECT_TRUE(topologies->claimExclusive(ComponentType::Operator, "A", second.rawPtr()));
     EXPECT_TRUE(topologies->freeExclusive(second.rawPtr()));
-}
-
-TEST_F(TopologyTest, StartsConsumersBeforeDevicesAndStopsInTheSameOrder) {
-    TopologyRefPtr topology = makeTopology("Ordered");
-    DeviceRefPtr camera = makeCamera("Camera");
-    OperatorRefPtr invert = makeOperator("Invert", "Invert");
-    OperatorRefPtr sink = makeOperator("Sink", "SaveEveryNth");
-    std::string processName = "Process";
-    OperatorProcessRefPtr process = OperatorManager::get()->createProcess(processName, true);
-    process->addOperator(invert, 0);
-    process->addOperator(sink, 1);
-    DisplayRefPtr display = makeDisplay("Display");
-    topology->add(camera, Topology::StartDevices);
-    topology->add(display);
-    topology->add(process);
-    topology->add(invert);
-    topology->add(sink);
-    ASSERT_TRUE(topology->connect(camera, "Output", invert, "In", 4));
-    ASSERT_TRUE(topology->connect(invert, "Out", sink, "In", BufferRing, 4));
-    const std::vector<std::string> buffers = topology->bufferNames();
-    ASSERT_EQ(buffers.size(), 2u);
-
-    // What the camera sees of the others when it starts and when it stops.
-    auto othersClaimed = [&] {
-        return claimed(ComponentType::Operator, invert->name()) +
-               claimed(ComponentType::Operator, sink->name()) +
-               claimed(ComponentType::OperatorProcess, process->name()) +
-               claimed(ComponentType::Display, display->name()) +
-               claimed(ComponentType::Buffer, buffers[0]) +
-               claimed(ComponentType::Buffer, buffers[1]);
-    };
-    int claimedAtStart = 0;
-    int claimedAtStop = -1;
-    bool othersRanAtStart = false;
-    bool othersIdleAtStop = false;
-    bool cameraClaimedAtStart = false;
-    cameraOf(camera).onStart = [&] {
-        claimedAtStart = othersClaimed();
-        othersRanAtStart = !isIdle(*process) && !isIdle(*display);
-        cameraClaimedAtStart = claimed(ComponentType::Device, camera->name());
-    };
-    cameraOf(camera).onStop = [&] {
-        claimedAtStop = othersClaimed();
-        othersIdleAtStop = isIdle(*process) && isIdle(*display);
-    };
-
-    topology->start();
-    EXPECT_TRUE(topology->isRunning());
-    EXPECT_EQ(claimedAtStart, 6);
-    EXPECT_TRUE(othersRanAtStart);
-    EXPECT_TRUE(cameraClaimedAtStart);
-    EXPECT_TRUE(cameraOf(camera).isStarted());
-    EXPECT_EQ(topologies->claimant(ComponentType::Device, camera->name()), topology->name());
-
-    topology->stop();
-    EXPECT_FALSE(topology->isRunning());
-    EXPECT_EQ(claimedAtStop, 0);
-    EXPECT_TRUE(othersIdleAtStop);
-    EXPECT_FALSE(cameraOf(camera).isStarted());
-    EXPECT_FALSE(claimed(ComponentType::Device, camera->name()));
-    EXPECT_EQ(BufferManager::get()->instance(buffers[1].c_str())->type(), "ImageRing");
-}
-
-TEST_F(TopologyTest, ASecondTopologySharingAProcessFailsAndLeavesTheFirstRunning) {
-    OperatorProcessRefPtr shared = makeProcess("Shared");
-    TopologyRefPtr first = makeTopology("First");
-    first->add(shared);
-    TopologyRefPtr second = makeTopology("Second");
-    OperatorRefPtr own = makeOperator("SecondOwn");
-    second->add(own);
-    second->add(shared);
-
-    ASSERT_TRUE(topologies->start(first));
-    ASSERT_TRUE(KorvaneTest::eventually([&] { return shared->isRunning(); }));
-    try {
-        topologies->start(second);
-        ADD_FAILURE() << "the second start claimed a process the first holds";
-    } catch (const std::runtime_error& failure) {
-        EXPECT_STREQ(failure.what(), "Topology failed to claim process.");
-    }
-    // The guard made before the failure stays until stop().
-    EXPECT_TRUE(second->isRunning());
-    EXPECT_EQ(topologies->claimant(ComponentType::Operator, own->name()), "Second");
-
-    topologies->stop(second);
-    EXPECT_FALSE(second->isRunning());
-    EXPECT_FALSE(claimed(ComponentType::Operator, own->name()));
-    EXPECT_TRUE(first->isRunning());
-    EXPECT_TRUE(shared->isRunning());
-    EXPECT_EQ(topologies->claimant(ComponentType::OperatorProcess, shared->name()), "First");
-
+    // The manager's forms take no null topology.
     EXPECT_FALSE(topologies->start(TopologyRefPtr()));
     topologies->stop(TopologyRefPtr());
     topologies->clear(TopologyRefPtr());
+}
+
+TEST_F(TopologyTest, StartsConsumersBeforeDevicesAndStopsInTheSameOrder) {
+    Setup s = makeSetup("Ordered");
+    const std::vector<std::string> buffers = s.topology->bufferNames();
+    ASSERT_EQ(buffers.size(), 2u);
+
+    // What the camera sees of the others when it starts and when it stops: how many are
+    // claimed, and whether the process and the display run.
+    auto others = [&] {
+        const int claims = claimed(ComponentType::Operator, s.invert->name()) +
+                           claimed(ComponentType::Operator, s.sink->name()) +
+                           claimed(ComponentType::OperatorProcess, s.process->name()) +
+                           claimed(ComponentType::Display, s.display->name()) +
+                           claimed(ComponentType::Buffer, buffers[0]) +
+                           claimed(ComponentType::Buffer, buffers[1]);
+        return std::to_string(claims) + (isIdle(*s.process) ? " idle" : " running") +
+               (isIdle(*s.display) ? " idle" : " running");
+    };
+    std::string atStart, atStop;
+    bool cameraClaimedAtStart = false;
+    cameraOf(s.camera).onStart = [&] {
+        atStart = others();
+        cameraClaimedAtStart = claimed(ComponentType::Device, s.camera->name());
+    };
+    cameraOf(s.camera).onStop = [&] { atStop = others(); };
+
+    s.topology->start();
+    EXPECT_EQ(atStart, "6 running running");
+    EXPECT_TRUE(cameraClaimedAtStart);
+    EXPECT_TRUE(cameraOf(s.camera).isStarted());
+    EXPECT_EQ(topologies->claimant(ComponentType::Device, s.camera->name()), s.topology->name());
+    s.topology->stop();
+    EXPECT_EQ(atStop, "0 idle idle");
+    EXPECT_FALSE(cameraOf(s.camera).isStarted());
+    EXPECT_FALSE(claimed(ComponentType::Device, s.camera->name()));
+    EXPECT_EQ(BufferManager::get()->instance(buffers[1].c_str())->type(), "ImageRing");
+}
+
+TEST_F(TopologyTest, ALoserKeepsItsOwnClaimsUntilStopAndLeavesTheWinnersAlone) {
+    OperatorProcessRefPtr shared = makeProcess("Shared");
+    TopologyRefPtr first = makeTopology("First");
+    TopologyRefPtr second = makeTopology("Second");
+    OperatorRefPtr own = makeOperator("SecondOwn");
+    first->add(shared);
+    second->add(own);
+    second->add(shared);
+    ASSERT_TRUE(topologies->start(first));
+    EXPECT_EQ(startFailure(second), "Topology failed to claim process.");
+    EXPECT_TRUE(second->isRunning());  // the guard made before the failure stays until stop()
+    topologies->stop(second);
+    EXPECT_FALSE(claimed(ComponentType::Operator, own->name()));
+    EXPECT_FALSE(isIdle(*shared));
+    EXPECT_EQ(topologies->claimant(ComponentType::OperatorProcess, shared->name()), "First");
 }
 
 TEST_F(TopologyTest, EachKindOfFailedClaimThrowsItsMessage) {
@@ -266,7 +257,6 @@ TEST_F(TopologyTest, LeaveDevicesNeitherClaimsNorStartsThem) {
         topology->add(camera, Topology::StartDevices);
         topology->add(process);
         topology->add(makeCamera("Second"), hint);  // the last hint holds for all devices
-        EXPECT_EQ(topology->deviceUsageHint(), hint);
         topology->start();
         EXPECT_TRUE(claimed(ComponentType::OperatorProcess, process->name()));
         EXPECT_FALSE(claimed(ComponentType::Device, camera->name()));
@@ -313,50 +303,57 @@ TEST_F(TopologyTest, ListsKeepDuplicatesAndRemoveTakesEveryEntry) {
     EXPECT_EQ(topology->operatorNames(), std::vector<std::string>{"A"});
 }
 
-TEST_F(TopologyTest, ClearReleasesWhatTheOwnershipHintOwns) {
+// A running topology is cleared, or released and destroyed with the default hint; a
+// claim made in its name outside start() goes with it.
+TEST_F(TopologyTest, ClearAndDestructionStopEverythingAndReleaseWhatTheHintOwns) {
     struct Case {
         Topology::OwnershipHint hint;
+        bool destroy;  // instead of clear(), leaving the hint at its default
         bool releasesDevices;
         bool releasesProcessing;  // displays, operators, operator processes
     };
-    const Case cases[] = {
-        {Topology::OwnAll, true, true},
-        {Topology::OwnAllButDevices, false, true},
-        {Topology::OwnBuffersOnly, false, false},
-        {static_cast<Topology::OwnershipHint>(9), false, false},
-    };
+    const Case cases[] = {{Topology::OwnAll, false, true, true},
+                          {Topology::OwnAllButDevices, false, false, true},
+                          {Topology::OwnBuffersOnly, false, false, false},
+                          {Topology::OwnershipHint(9), false, false, false},
+                          {Topology::OwnAllButDevices, true, false, true}};
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.hint);
-        TopologyRefPtr topology = makeTopology("Owner");
-        DeviceRefPtr camera = makeCamera("Camera");
-        DisplayRefPtr display = makeDisplay("Display");
-        OperatorRefPtr sink = makeOperator("Sink", "SaveEveryNth");
-        std::string processName = "Process";
-        OperatorProcessRefPtr process = OperatorManager::get()->createProcess(processName, true);
-        process->addOperator(sink, 0);
-        topology->add(camera, Topology::StartDevices);
-        topology->add(display);
-        topology->add(sink);
-        topology->add(process);
-        ASSERT_TRUE(topology->connect(camera, "Output", sink, "In", 4));
-        const std::string buffer = topology->bufferNames().at(0);
-        topology->setOwnershipHint(c.hint);
-        topology->start();
-
-        topology->clear();
-        EXPECT_FALSE(topology->isRunning());
-        EXPECT_TRUE(isIdle(*process));
-        EXPECT_FALSE(cameraOf(camera).isStarted());
+        SCOPED_TRACE(std::to_string(c.hint) + (c.destroy ? " destroyed" : " cleared"));
+        Setup s = makeSetup("Owner");
+        const std::string buffer = s.topology->bufferNames().at(0);
+        if (!c.destroy) s.topology->setOwnershipHint(c.hint);
+        s.topology->start();
+        ASSERT_TRUE(
+            topologies->claimExclusive(ComponentType::Motion, "Stage", s.topology.rawPtr()));
+        if (!c.destroy) {
+            s.topology->clear();
+            EXPECT_FALSE(s.topology->isRunning());
+            for (const auto& names : {s.topology->deviceNames(), s.topology->displayNames(),
+                                      s.topology->operatorNames(), s.topology->processNames(),
+                                      s.topology->bufferNames()}) {
+                EXPECT_TRUE(names.empty());
+            }
+        } else {
+            topologies->releaseInstance("Owner");
+            s.topology = TopologyRefPtr();
+            EXPECT_FALSE(claimed(ComponentType::Motion, "Stage"));
+        }
+        EXPECT_TRUE(isIdle(*s.process) && isIdle(*s.display));
+        EXPECT_FALSE(cameraOf(s.camera).isStarted());
+        for (auto [type, name] : std::vector<std::pair<ComponentType, std::string>>{
+                 {ComponentType::Device, "Camera"},
+                 {ComponentType::Operator, "Sink"},
+                 {ComponentType::OperatorProcess, "Process"},
+                 {ComponentType::Display, "Display"},
+                 {ComponentType::Buffer, buffer}}) {
+            EXPECT_FALSE(claimed(type, name)) << name;
+        }
         EXPECT_EQ(DeviceManager::get()->instance("Camera").isNull(), c.releasesDevices);
         EXPECT_EQ(DisplayManager::get()->instance("Display").isNull(), c.releasesProcessing);
         EXPECT_EQ(OperatorManager::get()->instance("Sink").isNull(), c.releasesProcessing);
         EXPECT_EQ(OperatorManager::get()->process("Process").isNull(), c.releasesProcessing);
         EXPECT_TRUE(BufferManager::get()->instance(buffer.c_str()).isNull());
-        for (const auto& names :
-             {topology->deviceNames(), topology->displayNames(), topology->operatorNames(),
-              topology->processNames(), topology->bufferNames()}) {
-            EXPECT_TRUE(names.empty());
-        }
+        topologies->freeExclusive(ComponentType::Motion, "Stage");
         TearDown();
     }
 }
@@ -369,42 +366,6 @@ TEST_F(TopologyTest, ClearLeavesAnotherObjectThatTookAComponentsName) {
     OperatorRefPtr newer = makeOperator("Op");
     topology->clear();
     EXPECT_EQ(OperatorManager::get()->instance("Op"), newer);
-}
-
-TEST_F(TopologyTest, DestroyingARunningTopologyStopsEverythingAndFreesItsClaims) {
-    TopologyRefPtr topology = makeTopology("Doomed");
-    DeviceRefPtr camera = makeCamera("Camera");
-    OperatorRefPtr sink = makeOperator("Sink", "SaveEveryNth");
-    OperatorProcessRefPtr process = makeProcess("Process");
-    DisplayRefPtr display = makeDisplay("Display");
-    topology->add(camera, Topology::StartDevices);
-    topology->add(sink);
-    topology->add(process);
-    topology->add(display);
-    ASSERT_TRUE(topology->connect(camera, "Output", sink, "In", 4));
-    topology->start();
-    ASSERT_TRUE(cameraOf(camera).isStarted());
-    // A claim made in its name outside start() goes as well.
-    ASSERT_TRUE(topologies->claimExclusive(ComponentType::Motion, "Stage", topology.rawPtr()));
-
-    topologies->releaseInstance("Doomed");
-    topology = TopologyRefPtr();
-
-    EXPECT_FALSE(cameraOf(camera).isStarted());
-    EXPECT_TRUE(isIdle(*process));
-    EXPECT_TRUE(isIdle(*display));
-    for (auto [type, name] : std::vector<std::pair<ComponentType, std::string>>{
-             {ComponentType::Device, "Camera"},
-             {ComponentType::Operator, "Sink"},
-             {ComponentType::OperatorProcess, "Process"},
-             {ComponentType::Display, "Display"},
-             {ComponentType::Motion, "Stage"}}) {
-        EXPECT_FALSE(claimed(type, name)) << name;
-    }
-    // The default hint keeps the devices registered and releases the rest.
-    EXPECT_TRUE(DeviceManager::get()->instance("Camera").isValid());
-    EXPECT_TRUE(OperatorManager::get()->instance("Sink").isNull());
-    EXPECT_EQ(BufferManager::get()->instanceCount(), 0u);
 }
 
 TEST_F(TopologyTest, AProcessStoppedByTheHostIsFreedAtStopForAnotherTopology) {

@@ -125,7 +125,6 @@ public:
         addBufferSlot("In", "Image", Korvane::slot_input, "Frames.", false);
         addBufferSlot("Out", "Image", Korvane::slot_output, "Inverted frames.", false);
     }
-    InvertOperator(const InvertOperator& other) : Operator(other) {}
     Korvane::Operator* createCopy() override { return new InvertOperator(*this); }
     bool init() override {
         m_in = imagesOf(bufferSlot("In"));
@@ -200,8 +199,6 @@ private:
 // No slots; every execute succeeds at once, so its process runs until stopped.
 class NoopOperator : public Korvane::Operator {
 public:
-    NoopOperator() = default;
-    NoopOperator(const NoopOperator& other) : Operator(other) {}
     Korvane::Operator* createCopy() override { return new NoopOperator(*this); }
     bool init() override { return true; }
     bool execute() override { return true; }
@@ -213,7 +210,6 @@ public:
 class PgmStorage : public Korvane::Storage {
 public:
     PgmStorage() { addSaveFormat("pgm"); }
-    PgmStorage(const PgmStorage& other) : Storage(other) {}
     Korvane::Storage* createCopy() override { return new PgmStorage(*this); }
     bool save(Korvane::ImgRefPtr image, const char* fileName) override {
         if (image.isNull() || image->channelCount() != 1) return false;
@@ -279,16 +275,12 @@ class AcquisitionSetup {
 public:
     AcquisitionSetup(const std::string& directory, unsigned int every) {
         registerTestTypes();
-        std::string name = "Setup";
-        topology = Korvane::TopologyManager::get()->create("Topology", name, true);
-        name = "Camera";
-        camera = Korvane::DeviceManager::get()->create("TestCamera", name, true);
-        name = "Invert";
-        invert = Korvane::OperatorManager::get()->create("Invert", name, true);
-        name = "Sink";
-        sink = Korvane::OperatorManager::get()->create("SaveEveryNth", name, true);
-        name = "Process";
-        process = Korvane::OperatorManager::get()->createProcess(name, true);
+        std::string names[] = {"Setup", "Camera", "Invert", "Sink", "Process"};
+        topology = Korvane::TopologyManager::get()->create("Topology", names[0], true);
+        camera = Korvane::DeviceManager::get()->create("TestCamera", names[1], true);
+        invert = Korvane::OperatorManager::get()->create("Invert", names[2], true);
+        sink = Korvane::OperatorManager::get()->create("SaveEveryNth", names[3], true);
+        process = Korvane::OperatorManager::get()->createProcess(names[4], true);
         sinkOf(sink).configure(directory, every);
         process->addOperator(invert, 0);
         process->addOperator(sink, 1);

@@ -2,34 +2,21 @@
 // Operators for the operator and operator-process tests: PassThrough is the example of
 // the Operator header, kept here so that it keeps compiling; ScriptedOperator runs
 // functions a test sets before the process starts and notes each call, tagged with its
-// name, in a journal shared by several operators, to see the order of the calls; and a
-// bounded stop for any process.
+// name, in a journal shared by several operators, to see the order of the calls.
 
 #include <korvane/buffers/BufferTemplate.h>
 #include <korvane/image/Image.h>
 #include <korvane/process/Operator.h>
-#include <korvane/process/ProcessInterface.h>
 
-#include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "support/Deadline.h"
-#include "support/Detached.h"
+#include "support/TestProcesses.h"  // stopProcessWithin
 
 namespace KorvaneTest {
-
-// Calls stopProcess on a detached thread that holds its own handle and answers whether
-// it returned within limit.
-template <class Handle>
-bool stopProcessWithin(const Handle& process, std::chrono::milliseconds limit = kGenerousDeadline) {
-    std::future<void> stopped = startDetached([process] { process->stopProcess(); });
-    return stopped.wait_for(limit) == std::future_status::ready;
-}
 
 class PassThrough : public Korvane::Operator {
 public:

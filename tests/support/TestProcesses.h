@@ -2,7 +2,7 @@
 // Small slot owners and processes for the process and wiring tests: a slot owner and a
 // process whose protected slot operations are open to the test, a process whose init,
 // sequence and cleanup are functions set before it starts and whose calls are
-// recorded, a gate that a process thread can wait at, and a bounded stop.
+// recorded, a gate that a process thread can wait at, and a bounded stop of any process.
 
 #include <korvane/core/RefPtr.h>
 #include <korvane/process/BufferSlotInterface.h>
@@ -118,15 +118,18 @@ inline OwnerHandle makeOwner() {
 
 // Calls stopProcess on a detached thread and answers whether it returned within limit.
 // The thread holds its own handle, so a stop that hangs never touches a freed process.
-inline bool stopWithin(const ProcessHandle& process,
-                       std::chrono::milliseconds limit = kGenerousDeadline) {
+template <class Handle>
+bool stopProcessWithin(const Handle& process, std::chrono::milliseconds limit = kGenerousDeadline) {
     std::future<void> stopped = startDetached([process] { process->stopProcess(); });
     return stopped.wait_for(limit) == std::future_status::ready;
 }
 
-// Waits until the process shows detail.
-inline bool reaches(const ProcessHandle& process, Korvane::ProcessInterface::StatusDetail detail,
-                    std::chrono::milliseconds limit = kGenerousDeadline) {
+// Waits until the process shows detail; by default, until its run has ended.
+template <class Handle>
+bool reaches(
+    const Handle& process,
+    Korvane::ProcessInterface::StatusDetail detail = Korvane::ProcessInterface::StoppingDone,
+    std::chrono::milliseconds limit = kGenerousDeadline) {
     return eventually([&] { return process->statusDetail() == detail; }, limit);
 }
 
