@@ -18,6 +18,7 @@
 
 #include "support/Deadline.h"
 #include "support/Detached.h"
+#include "support/SerializedTable.h"
 #include "support/TempDir.h"
 #include "support/TextItem.h"
 
@@ -124,20 +125,13 @@ TEST_F(LogFileWriterTest, DeclaresItsPropertiesAndCopiesStartFromTheirInitialVal
          "Defines whether the log file is cleared (size = 0) at begin or that new data is "
          "appended at the end."},
     };
-    for (const auto& [name, type, category, description] : properties) {
-        PropertyInfo info;
-        ASSERT_TRUE(copy->propertyInfo(name, &info)) << name;
-        EXPECT_EQ(info.type, type) << name;
-        EXPECT_EQ(info.access, read_write_access) << name;
-        EXPECT_EQ(info.category, category) << name;
-        EXPECT_EQ(info.description, description) << name;
-    }
+    for (const auto& [name, type, category, description] : properties)
+        EXPECT_EQ(record(*copy, name), record(type, read_write_access, category, description));
     std::string fileName = "?", mode, component;
     int maxLines = 0;
-    EXPECT_TRUE(copy->getProperty("FileName", &fileName));
-    EXPECT_TRUE(copy->getProperty("MaxLines", &maxLines));
-    EXPECT_TRUE(copy->getProperty("OpenMode", &mode));
-    EXPECT_TRUE(copy->getProperty("ComponentType", &component));
+    EXPECT_TRUE(copy->getProperty("FileName", &fileName) &&
+                copy->getProperty("MaxLines", &maxLines) && copy->getProperty("OpenMode", &mode) &&
+                copy->getProperty("ComponentType", &component));
     EXPECT_EQ(fileName + "|" + std::to_string(maxLines) + "|" + mode + "|" + component,
               "|-1|Append|LogWriter");
     EXPECT_EQ(copy->propertyEnumList("OpenMode"), (std::vector<std::string>{"Trunc", "Append"}));
