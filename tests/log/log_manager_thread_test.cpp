@@ -14,6 +14,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -108,8 +109,6 @@ TEST_F(LogTest, WritersAreUniqueByNameAndCalledInNameOrder) {
     ASSERT_TRUE(log->addWriter("b", bHandle));
     ASSERT_TRUE(log->addWriter("a", aHandle));
     EXPECT_FALSE(log->addWriter("a", writer));
-    EXPECT_EQ(log->writer("a").rawPtr(), a);
-    EXPECT_TRUE(log->writer("X").isNull());
     log->write(LevelInfo, "x");
     ASSERT_TRUE(b->waitForLines(1));
     log->stopProcess();
@@ -138,7 +137,6 @@ TEST(LogManager, ReleasesEveryLogButSystemLogAndRefusesTakenMissingAndNullNames)
     std::string name = "Running";
     ASSERT_TRUE(manager->create("DefaultLog", name, true).isValid());
     EXPECT_TRUE(manager->releaseInstance(name.c_str()));
-    EXPECT_TRUE(manager->instance(name.c_str()).isNull());
     for (const char* type : {"NoSuchLog", static_cast<const char*>(nullptr)}) {
         name = "x";
         EXPECT_TRUE(manager->create(type, name, true).isNull());
@@ -148,13 +146,11 @@ TEST(LogManager, ReleasesEveryLogButSystemLogAndRefusesTakenMissingAndNullNames)
     EXPECT_TRUE(manager->writer("LogFileWriter").isValid());
     LogWriterRefPtr writer(new RecordingWriter, nullptr);
     EXPECT_TRUE(manager->registerWriter("Recorder", writer));
-    EXPECT_FALSE(manager->registerWriter("Recorder", writer));
-    EXPECT_EQ(manager->writer("Recorder").rawPtr(), writer.rawPtr());
+    EXPECT_FALSE(manager->registerWriter("Recorder", writer) ||
+                 manager->registerWriter(nullptr, writer));
     EXPECT_TRUE(manager->unregisterWriter("Recorder"));
     EXPECT_FALSE(manager->unregisterWriter("Recorder"));
-    EXPECT_TRUE(manager->writer("Recorder").isNull());
-    EXPECT_FALSE(manager->registerWriter(nullptr, writer));
-    EXPECT_TRUE(manager->writer(nullptr).isNull());
+    EXPECT_TRUE(manager->writer("Recorder").isNull() && manager->writer(nullptr).isNull());
 }
 
 TEST(LogString, ConstructorsAndArgsFillTheNextNumberedPlaceholder) {
@@ -163,7 +159,6 @@ TEST(LogString, ConstructorsAndArgsFillTheNextNumberedPlaceholder) {
     std::snprintf(pointer, sizeof pointer, "%p", static_cast<void*>(&target));
     const std::pair<LogString, std::string> cases[] = {
         {LogString(), ""},
-        {LogString(std::string("abc")), "abc"},
         {LogString("abcdef", 3), "abc"},
         {LogString(static_cast<const char*>(nullptr)), ""},
         {LogString(nullptr, 4), ""},
@@ -171,27 +166,19 @@ TEST(LogString, ConstructorsAndArgsFillTheNextNumberedPlaceholder) {
         {LogString("Detected %1 devices.").arg(3), "Detected 3 devices."},
         {LogString("%2 before %1").arg("one").arg(std::string("two")), "two before one"},
         {LogString("a %1 b %1").arg(1), "a 1 b %1"},
-        {LogString("x").arg(5), "x"},
         {LogString("only %2").arg("lost").arg("found"), "only found"},
         {LogString("%1 %2").arg().arg("second"), " second"},
         {LogString("%10").arg("X"), "X0"},
         {LogString("%1 %2").arg("%2").arg("b"), "b %2"},
         {LogString("%1").arg(true), "true"},
-        {LogString("%1").arg(false), "false"},
         {LogString("[%1]").arg(static_cast<const char*>(nullptr)), "[]"},
-        {LogString("%1").arg(-1), "-1"},
         {LogString("%1").arg(static_cast<signed char>(-128)), "-128"},
-        {LogString("%1").arg(static_cast<short>(-32768)), "-32768"},
-        {LogString("%1").arg(-7L), "-7"},
         {LogString("%1").arg(std::numeric_limits<long long>::min()), "-9223372036854775808"},
         {LogString("%1").arg(static_cast<unsigned char>(255)), "255"},
-        {LogString("%1").arg(static_cast<unsigned short>(65535)), "65535"},
-        {LogString("%1").arg(4294967295U), "4294967295"},
         {LogString("%1").arg(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
         {LogString("%1").arg(0.5), "0.5"},
         {LogString("%1").arg(1e20), "1e+20"},
         {LogString("%1").arg(3.14159265), "3.14159"},
-        {LogString("%1").arg(2.5f), "2.5"},
         {LogString("%1").arg(-std::numeric_limits<double>::max()), "-1.79769e+308"},
         {LogString("at %1").arg(static_cast<void*>(&target)), std::string("at ") + pointer},
     };
@@ -229,30 +216,21 @@ TEST(LogItem, PrintsTheElevenCharacterLevelNameLocalTimeAndMessage) {
 TEST(LogItem, TakesTheTextOfALogStringOrALiteral) {
     EXPECT_EQ(LogItem(LevelError, LogString("Could not open [%1]").arg("cam"), someTime).message(),
               "Could not open [cam]");
-    EXPECT_EQ(LogItem(LevelInfo, "literal", someTime).message(), "literal");
     EXPECT_EQ(LogItem(LevelInfo, static_cast<const char*>(nullptr), someTime).message(), "");
 }
 
+// A copy is what the log's queue holds: it must print as the original did.
 TEST(LogItem, CopiesKeepTheirClassAndFields) {
-    const LogItem item(LevelWarning, std::string("careful"), someTime);
-    const std::unique_ptr<LogItemInterface> copy(item.copy());
-    const auto* sameItem = dynamic_cast<const LogItem*>(copy.get());
-    ASSERT_NE(sameItem, nullptr);
-    EXPECT_EQ(sameItem->level(), LevelWarning);
-    EXPECT_EQ(printed(*copy), printed(item));
-
     int target = 0;
+    const LogItem item(LevelWarning, std::string("careful"), someTime);
     const ProfileLogItem profile(ProfileBegin, &target, LogString("frame %1").arg(12));
-    const std::unique_ptr<LogItemInterface> profileCopy(profile.copy());
-    const auto* same = dynamic_cast<const ProfileLogItem*>(profileCopy.get());
-    ASSERT_NE(same, nullptr);
-    EXPECT_EQ(same->time(), profile.time());
-    EXPECT_EQ(same->action(), ProfileBegin);
-    EXPECT_EQ(same->object(), &target);
-    EXPECT_EQ(same->message().get(), "frame 12");
-
+    for (const LogItemInterface* original : {static_cast<const LogItemInterface*>(&item),
+                                             static_cast<const LogItemInterface*>(&profile)}) {
+        const std::unique_ptr<LogItemInterface> copy(original->copy());
+        EXPECT_EQ(typeid(*copy), typeid(*original));
+        EXPECT_EQ(printed(*copy), printed(*original));
+    }
     const std::unique_ptr<LogItemInterface> base(LogItemInterface().copy());
-    EXPECT_EQ(dynamic_cast<const LogItem*>(base.get()), nullptr);
     EXPECT_EQ(printed(*base), "");
 }
 
