@@ -1,12 +1,18 @@
 #include <gtest/gtest.h>
 #include <korvane/core/PropertyInterface.h>
 
+#include <atomic>
 #include <climits>
 #include <cstdint>
+#include <future>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "support/Deadline.h"
+#include "support/Detached.h"
 
 using namespace Korvane;
 using Names = std::vector<std::string>;
@@ -301,4 +307,32 @@ TEST(CategoryManager, ChangesStayWithTheirManager) {
     EXPECT_EQ(changed.categoryName(1), "Owner");
     copy = CategoryManager();
     EXPECT_EQ(names(copy), predefined);
+}
+
+// A description is a counted text, so copies on several threads count it together.
+TEST(PropertyCopyThreads, CopiesMadeAndDroppedOnManyThreadsKeepTheirDescriptions) {
+    const std::string gainText = "The gain of the amplifier, shared by every copy.";
+    auto prototype = std::make_shared<Props>();
+    prototype->addProperty("Gain", 1, int32_property, read_write_access, 4, gainText);
+    prototype->addProperty("Mode", 0LL, Names{"Linear", "Logarithmic"}, enum_property,
+                           read_write_access);
+    auto damaged = std::make_shared<std::atomic<int>>(0);
+    std::vector<std::future<void>> workers;
+    for (int t = 0; t < 4; ++t) {
+        workers.push_back(KorvaneTest::startDetached([prototype, damaged, gainText] {
+            for (int i = 0; i < 500; ++i) {
+                Props copy(*prototype);
+                copy.setProperty("Gain", i);
+                Props assigned(*prototype);  // its texts are released by the assignment
+                assigned = copy;
+                if (assigned.propertyDescription("Gain") != gainText) ++*damaged;
+            }
+        }));
+    }
+    for (auto& worker : workers)
+        ASSERT_EQ(worker.wait_for(KorvaneTest::kGenerousDeadline), std::future_status::ready);
+    EXPECT_EQ(damaged->load(), 0);
+    int gain = 0;
+    EXPECT_TRUE(prototype->getProperty("Gain", &gain) && gain == 1);
+    EXPECT_EQ(prototype->propertyDescription("Gain"), gainText);
 }
