@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <future>
+#include <utility>
 #include <vector>
 
 #include "support/Deadline.h"
@@ -18,6 +19,7 @@ int g_deleterCalls = 0;
 struct Tracked {
     virtual ~Tracked() { g_destroyed.fetch_add(1); }
 };
+using Handle = RefPtr<Tracked>;
 
 class RefPtrTest : public ::testing::Test {
 protected:
@@ -26,74 +28,71 @@ protected:
         ++g_deleterCalls;
         delete object;
     }
-    static RefPtr<Tracked> make() { return RefPtr<Tracked>(new Tracked, countingDeleter); }
+    static Handle make() { return Handle(new Tracked, countingDeleter); }
 };
 
 }  // namespace
 
-TEST_F(RefPtrTest, EmptyHandlesHoldNoCountAndCallNothing) {
-    {
-        RefPtr<Tracked> empty;
-        RefPtr<Tracked> null(nullptr, countingDeleter);
-        for (RefPtr<Tracked>* handle : {&empty, &null}) {
-            EXPECT_EQ(handle->referenceCount(), 0u);
-            EXPECT_TRUE(handle->isNull() && !*handle && !handle->isValid());
-        }
-    }
-    EXPECT_EQ(g_deleterCalls, 0);
-}
-
-TEST_F(RefPtrTest, CopiesShareOneCountAndLastDropCallsDeleterOnce) {
-    std::vector<RefPtr<Tracked>> handles{make()};
-    handles.reserve(4);
-    for (int i = 0; i < 3; ++i) handles.push_back(handles[i]);
-    for (const auto& h : handles) EXPECT_EQ(h.referenceCount(), 4u);
-    handles.resize(1);
-    EXPECT_EQ(handles[0].referenceCount(), 1u);
-    EXPECT_EQ(g_deleterCalls, 0);
-    handles.clear();
-    EXPECT_EQ(g_deleterCalls + g_destroyed, 2);
-}
-
-TEST_F(RefPtrTest, AssignmentReleasesTheOldShareAndSelfAssignmentNothing) {
-    RefPtr<Tracked> a = make();
-    RefPtr<Tracked> keep(a);
-    RefPtr<Tracked>& alias = a;
+TEST_F(RefPtrTest, CopiesAndAssignmentsShareOneCountAndTheLastDropDeletesOnce) {
+    Handle null(nullptr, countingDeleter);
+    EXPECT_TRUE(null.isNull() && !null && null.referenceCount() == 0u);
+    null = Handle();
+    Handle a = make();
+    std::vector<Handle> copies(3, a);
+    EXPECT_EQ(a.referenceCount(), 4u);
+    Handle& alias = a;
     a = alias;
-    keep = a;
-    EXPECT_EQ(a.referenceCount(), 2u);
-    RefPtr<Tracked> b = make();
+    EXPECT_EQ(a.referenceCount(), 4u);
+    copies.clear();
+    Handle b = make();
+    Handle keep = a;
     a = b;
     EXPECT_EQ(keep.referenceCount(), 1u);
     EXPECT_EQ(b.referenceCount(), 2u);
-    EXPECT_EQ(a.rawPtr(), b.rawPtr());
     EXPECT_EQ(g_deleterCalls, 0);
-    keep = RefPtr<Tracked>();  // the last holder
-    EXPECT_EQ(g_deleterCalls, 1);
-    EXPECT_TRUE(keep.isNull());
+    keep = Handle();
+    EXPECT_EQ(g_deleterCalls + g_destroyed, 2);
     EXPECT_EQ(keep.referenceCount(), 0u);
+}
+
+TEST_F(RefPtrTest, MovingTakesTheShareAndLeavesTheSourceEmpty) {
+    Handle first = make();
+    Handle copy = first;
+    Tracked* const object = first.rawPtr();
+    Handle moved(std::move(first));
+    EXPECT_TRUE(first.isNull() && first.referenceCount() == 0u);
+    EXPECT_EQ(moved.referenceCount(), 2u) << "a move must not change the count";
+    Handle other = make();
+    other = std::move(moved);  // other's object had no further handle
+    EXPECT_EQ(g_deleterCalls, 1);
+    EXPECT_TRUE(moved.isNull());
+    copy = std::move(other);  // the same object: one share fewer
+    Handle& alias = copy;
+    copy = std::move(alias);
+    EXPECT_EQ(copy.rawPtr(), object);
+    EXPECT_EQ(copy.referenceCount(), 1u);
 }
 
 TEST_F(RefPtrTest, ComparisonsOrderByObjectAddress) {
     Tracked* objects = static_cast<Tracked*>(::operator new(2 * sizeof(Tracked)));
-    RefPtr<Tracked> low(objects, [](Tracked*) {});
-    RefPtr<Tracked> high(objects + 1, [](Tracked*) {});
+    Handle low(objects, [](Tracked*) {});
+    Handle high(objects + 1, [](Tracked*) {});
     EXPECT_TRUE(low < high && low <= high && high > low && high >= low && low != high);
-    EXPECT_TRUE(RefPtr<Tracked>() == RefPtr<Tracked>());
-    low = high = RefPtr<Tracked>();
+    EXPECT_TRUE(Handle() == Handle());
+    low = high = Handle();
     ::operator delete(objects);
 }
 
 // The deleter may take other locks only because the count is gone before it runs.
 TEST_F(RefPtrTest, DeleterRunsAfterTheCountIsGone) {
-    static RefPtr<Tracked>* observed = nullptr;
+    static Handle* observed = nullptr;
     static unsigned countSeenByDeleter = 99;
-    RefPtr<Tracked> handle(new Tracked, [](Tracked* object) {
+    Handle handle(new Tracked, [](Tracked* object) {
         countSeenByDeleter = observed->referenceCount();
         delete object;
     });
     observed = &handle;
-    handle = RefPtr<Tracked>();
+    handle = Handle();
     EXPECT_EQ(countSeenByDeleter, 0u);
 }
 
@@ -101,16 +100,15 @@ TEST_F(RefPtrTest, DeleterRunsAfterTheCountIsGone) {
 TEST_F(RefPtrTest, CopiesDroppedOnManyThreadsDestroyOnce) {
     for (int round = 0; round < 20; ++round) {
         g_destroyed = 0;
-        std::vector<RefPtr<Tracked>> seeds(4, RefPtr<Tracked>(new Tracked, nullptr));
+        std::vector<Handle> seeds(4, Handle(new Tracked, nullptr));
         std::vector<std::future<void>> workers;
         for (auto& seed : seeds) {
             workers.push_back(KorvaneTest::startDetached([seed]() mutable {
                 for (int i = 0; i < 2000; ++i) {
-                    RefPtr<Tracked> copy(seed);
-                    RefPtr<Tracked> other;
+                    Handle copy(seed), other;
                     other = copy;
                 }
-                seed = RefPtr<Tracked>();
+                seed = Handle();
             }));
         }
         for (auto& worker : workers)

@@ -1,6 +1,6 @@
-// LogFileWriter: lines, rotation, open modes and failures, and threads sharing one
-// writer (each thread holds the writer until its body ends, so one still running after
-// a failed deadline never touches a destroyed writer).
+// LogFileWriter: lines, rotation, open modes and failures, the file system failing under
+// it, and threads sharing one writer (each thread holds the writer until its body ends,
+// so one still running after a failed deadline never touches a destroyed writer).
 #include <gtest/gtest.h>
 #include <korvane/log/LogFileWriter.h>
 
@@ -18,6 +18,7 @@
 
 #include "support/Deadline.h"
 #include "support/Detached.h"
+#include "support/SerializedTable.h"
 #include "support/TempDir.h"
 #include "support/TextItem.h"
 
@@ -124,20 +125,13 @@ TEST_F(LogFileWriterTest, DeclaresItsPropertiesAndCopiesStartFromTheirInitialVal
          "Defines whether the log file is cleared (size = 0) at begin or that new data is "
          "appended at the end."},
     };
-    for (const auto& [name, type, category, description] : properties) {
-        PropertyInfo info;
-        ASSERT_TRUE(copy->propertyInfo(name, &info)) << name;
-        EXPECT_EQ(info.type, type) << name;
-        EXPECT_EQ(info.access, read_write_access) << name;
-        EXPECT_EQ(info.category, category) << name;
-        EXPECT_EQ(info.description, description) << name;
-    }
+    for (const auto& [name, type, category, description] : properties)
+        EXPECT_EQ(record(*copy, name), record(type, read_write_access, category, description));
     std::string fileName = "?", mode, component;
     int maxLines = 0;
-    EXPECT_TRUE(copy->getProperty("FileName", &fileName));
-    EXPECT_TRUE(copy->getProperty("MaxLines", &maxLines));
-    EXPECT_TRUE(copy->getProperty("OpenMode", &mode));
-    EXPECT_TRUE(copy->getProperty("ComponentType", &component));
+    EXPECT_TRUE(copy->getProperty("FileName", &fileName) &&
+                copy->getProperty("MaxLines", &maxLines) && copy->getProperty("OpenMode", &mode) &&
+                copy->getProperty("ComponentType", &component));
     EXPECT_EQ(fileName + "|" + std::to_string(maxLines) + "|" + mode + "|" + component,
               "|-1|Append|LogWriter");
     EXPECT_EQ(copy->propertyEnumList("OpenMode"), (std::vector<std::string>{"Trunc", "Append"}));
@@ -269,4 +263,71 @@ TEST_F(LogFileWriterTest, RotationUnderConcurrentWritersKeepsTheNewestWholeLines
         EXPECT_EQ(numbers, numbersFrom(linesPerThread - static_cast<int>(numbers.size()))) << name;
     }
     EXPECT_EQ(total, 59u);
+}
+
+namespace {
+
+constexpr char kReport[] = "ERROR: Can not write to log file. Reason: ";
+
+// How often the failure report appears in what was printed.
+int reports(const std::string& printed) {
+    int count = 0;
+    for (std::size_t at = printed.find(kReport); at != std::string::npos;
+         at = printed.find(kReport, at + 1))
+        ++count;
+    return count;
+}
+
+// The directory removed or made read-only while the file is written (as root the latter
+// only checks that nothing changes). Nothing may crash, no kept line may be lost where
+// the file system allows it, and a failure is reported once, not for every line.
+class LogFileFaults : public LogFileWriterTest {
+protected:
+    void TearDown() override {
+        std::error_code ignored;
+        fs::permissions(logs, fs::perms::owner_all, ignored);
+    }
+    const std::string logs = dir.file("logs");
+    const std::string inLogs = logs + "/logfile.txt";
+};
+
+}  // namespace
+
+TEST_F(LogFileFaults, RemovedDirectoryIsReportedOnceAndWritingResumesWhenItIsBack) {
+    fs::create_directory(logs);
+    configure(writer, inLogs, 16);
+    writeNumbers(writer, 1, 5);
+    fs::remove_all(logs);
+    ::testing::internal::CaptureStdout();
+    writeNumbers(writer, 6, 40);  // enough to rotate, were the file there
+    const std::string printed = ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(reports(printed), 1) << printed;
+    EXPECT_NE(printed.find(inLogs), std::string::npos) << printed;
+    EXPECT_FALSE(fs::exists(logs)) << "the writer must not make directories";
+    fs::create_directory(logs);
+    ::testing::internal::CaptureStdout();
+    writeNumbers(writer, 41, 43);
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(readFile(inLogs), "41\n42\n43\n");
+    // A later outage is reported again.
+    fs::remove_all(logs);
+    ::testing::internal::CaptureStdout();
+    writeNumbers(writer, 44, 45);
+    EXPECT_EQ(reports(::testing::internal::GetCapturedStdout()), 1);
+}
+
+TEST_F(LogFileFaults, ReadOnlyDirectoryLosesNoKeptLineInRotation) {
+    // The same lines through a writer whose directory stays writable.
+    LogFileWriter control;
+    configure(control, log, 16);
+    writeNumbers(control, 1, 100);
+    fs::create_directory(logs);
+    configure(writer, inLogs, 16);
+    writeNumbers(writer, 1, 10);
+    fs::permissions(logs, fs::perms::owner_read | fs::perms::owner_exec);
+    ::testing::internal::CaptureStdout();
+    writeNumbers(writer, 11, 100);
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(readFile(inLogs), readFile(log));
+    EXPECT_FALSE(fs::exists(logs + "/__temp__logfile.txt"));
 }

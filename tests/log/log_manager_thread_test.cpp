@@ -12,8 +12,8 @@
 #include <future>
 #include <limits>
 #include <memory>
-#include <sstream>
 #include <string>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -32,13 +32,6 @@ std::string printed(const LogItemInterface& item) {
     std::string line = "previous contents";
     item.print(line);
     return line;
-}
-
-std::vector<std::string> fields(const std::string& line) {
-    std::vector<std::string> parts;
-    std::istringstream words(line);
-    for (std::string word; std::getline(words, word, ' ');) parts.push_back(word);
-    return parts;
 }
 
 class LogTest : public ::testing::Test {
@@ -80,8 +73,9 @@ TEST_F(LogTest, WritersGetTheFormattedLinesOfTheLevelsTheThresholdAdmits) {
     log->write(LevelInfo, "Detected 3 devices.");
     const auto lines = newLines();
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].rfind("INFORMATION: ", 0), 0u) << lines[0];
-    EXPECT_NE(lines[0].find(": Detected 3 devices."), std::string::npos) << lines[0];
+    EXPECT_TRUE(lines[0].rfind("INFORMATION: ", 0) == 0 &&
+                lines[0].find(": Detected 3 devices.") != std::string::npos)
+        << lines[0];
     // The initial "Info" first; "None" lets everything through, as "All" does.
     const std::pair<const char*, std::size_t> thresholds[] = {
         {nullptr, 4},   {"All", 6},   {"Debug", 6},    {"Profiler", 5},
@@ -108,14 +102,11 @@ TEST_F(LogTest, WritersAreUniqueByNameAndCalledInNameOrder) {
     ASSERT_TRUE(log->addWriter("b", bHandle));
     ASSERT_TRUE(log->addWriter("a", aHandle));
     EXPECT_FALSE(log->addWriter("a", writer));
-    EXPECT_EQ(log->writer("a").rawPtr(), a);
-    EXPECT_TRUE(log->writer("X").isNull());
     log->write(LevelInfo, "x");
     ASSERT_TRUE(b->waitForLines(1));
     log->stopProcess();
     EXPECT_EQ(journal, (std::vector<std::string>{"a", "b"}));
-    EXPECT_TRUE(log->removeWriter("a"));
-    EXPECT_FALSE(log->removeWriter("a"));
+    EXPECT_TRUE(log->removeWriter("a") && !log->removeWriter("a"));
 }
 
 TEST_F(LogTest, ItemsFromManyThreadsAllArrive) {
@@ -138,7 +129,6 @@ TEST(LogManager, ReleasesEveryLogButSystemLogAndRefusesTakenMissingAndNullNames)
     std::string name = "Running";
     ASSERT_TRUE(manager->create("DefaultLog", name, true).isValid());
     EXPECT_TRUE(manager->releaseInstance(name.c_str()));
-    EXPECT_TRUE(manager->instance(name.c_str()).isNull());
     for (const char* type : {"NoSuchLog", static_cast<const char*>(nullptr)}) {
         name = "x";
         EXPECT_TRUE(manager->create(type, name, true).isNull());
@@ -148,13 +138,11 @@ TEST(LogManager, ReleasesEveryLogButSystemLogAndRefusesTakenMissingAndNullNames)
     EXPECT_TRUE(manager->writer("LogFileWriter").isValid());
     LogWriterRefPtr writer(new RecordingWriter, nullptr);
     EXPECT_TRUE(manager->registerWriter("Recorder", writer));
-    EXPECT_FALSE(manager->registerWriter("Recorder", writer));
-    EXPECT_EQ(manager->writer("Recorder").rawPtr(), writer.rawPtr());
+    EXPECT_FALSE(manager->registerWriter("Recorder", writer) ||
+                 manager->registerWriter(nullptr, writer));
     EXPECT_TRUE(manager->unregisterWriter("Recorder"));
     EXPECT_FALSE(manager->unregisterWriter("Recorder"));
-    EXPECT_TRUE(manager->writer("Recorder").isNull());
-    EXPECT_FALSE(manager->registerWriter(nullptr, writer));
-    EXPECT_TRUE(manager->writer(nullptr).isNull());
+    EXPECT_TRUE(manager->writer("Recorder").isNull() && manager->writer(nullptr).isNull());
 }
 
 TEST(LogString, ConstructorsAndArgsFillTheNextNumberedPlaceholder) {
@@ -163,7 +151,6 @@ TEST(LogString, ConstructorsAndArgsFillTheNextNumberedPlaceholder) {
     std::snprintf(pointer, sizeof pointer, "%p", static_cast<void*>(&target));
     const std::pair<LogString, std::string> cases[] = {
         {LogString(), ""},
-        {LogString(std::string("abc")), "abc"},
         {LogString("abcdef", 3), "abc"},
         {LogString(static_cast<const char*>(nullptr)), ""},
         {LogString(nullptr, 4), ""},
@@ -171,27 +158,19 @@ TEST(LogString, ConstructorsAndArgsFillTheNextNumberedPlaceholder) {
         {LogString("Detected %1 devices.").arg(3), "Detected 3 devices."},
         {LogString("%2 before %1").arg("one").arg(std::string("two")), "two before one"},
         {LogString("a %1 b %1").arg(1), "a 1 b %1"},
-        {LogString("x").arg(5), "x"},
         {LogString("only %2").arg("lost").arg("found"), "only found"},
         {LogString("%1 %2").arg().arg("second"), " second"},
         {LogString("%10").arg("X"), "X0"},
         {LogString("%1 %2").arg("%2").arg("b"), "b %2"},
         {LogString("%1").arg(true), "true"},
-        {LogString("%1").arg(false), "false"},
         {LogString("[%1]").arg(static_cast<const char*>(nullptr)), "[]"},
-        {LogString("%1").arg(-1), "-1"},
         {LogString("%1").arg(static_cast<signed char>(-128)), "-128"},
-        {LogString("%1").arg(static_cast<short>(-32768)), "-32768"},
-        {LogString("%1").arg(-7L), "-7"},
         {LogString("%1").arg(std::numeric_limits<long long>::min()), "-9223372036854775808"},
         {LogString("%1").arg(static_cast<unsigned char>(255)), "255"},
-        {LogString("%1").arg(static_cast<unsigned short>(65535)), "65535"},
-        {LogString("%1").arg(4294967295U), "4294967295"},
         {LogString("%1").arg(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
         {LogString("%1").arg(0.5), "0.5"},
         {LogString("%1").arg(1e20), "1e+20"},
         {LogString("%1").arg(3.14159265), "3.14159"},
-        {LogString("%1").arg(2.5f), "2.5"},
         {LogString("%1").arg(-std::numeric_limits<double>::max()), "-1.79769e+308"},
         {LogString("at %1").arg(static_cast<void*>(&target)), std::string("at ") + pointer},
     };
@@ -204,8 +183,7 @@ TEST(LogString, CopiesKeepTheirOwnPlaceholderNumber) {
     LogString second = first;
     second.arg("b");
     first.arg("c");
-    EXPECT_EQ(second.get(), "a b");
-    EXPECT_EQ(first.get(), "a c");
+    EXPECT_EQ(second.get() + "|" + first.get(), "a b|a c");
 }
 
 TEST(LogItem, PrintsTheElevenCharacterLevelNameLocalTimeAndMessage) {
@@ -229,30 +207,21 @@ TEST(LogItem, PrintsTheElevenCharacterLevelNameLocalTimeAndMessage) {
 TEST(LogItem, TakesTheTextOfALogStringOrALiteral) {
     EXPECT_EQ(LogItem(LevelError, LogString("Could not open [%1]").arg("cam"), someTime).message(),
               "Could not open [cam]");
-    EXPECT_EQ(LogItem(LevelInfo, "literal", someTime).message(), "literal");
     EXPECT_EQ(LogItem(LevelInfo, static_cast<const char*>(nullptr), someTime).message(), "");
 }
 
+// A copy is what the log's queue holds: it must print as the original did.
 TEST(LogItem, CopiesKeepTheirClassAndFields) {
-    const LogItem item(LevelWarning, std::string("careful"), someTime);
-    const std::unique_ptr<LogItemInterface> copy(item.copy());
-    const auto* sameItem = dynamic_cast<const LogItem*>(copy.get());
-    ASSERT_NE(sameItem, nullptr);
-    EXPECT_EQ(sameItem->level(), LevelWarning);
-    EXPECT_EQ(printed(*copy), printed(item));
-
     int target = 0;
+    const LogItem item(LevelWarning, std::string("careful"), someTime);
     const ProfileLogItem profile(ProfileBegin, &target, LogString("frame %1").arg(12));
-    const std::unique_ptr<LogItemInterface> profileCopy(profile.copy());
-    const auto* same = dynamic_cast<const ProfileLogItem*>(profileCopy.get());
-    ASSERT_NE(same, nullptr);
-    EXPECT_EQ(same->time(), profile.time());
-    EXPECT_EQ(same->action(), ProfileBegin);
-    EXPECT_EQ(same->object(), &target);
-    EXPECT_EQ(same->message().get(), "frame 12");
-
+    for (const LogItemInterface* original : {static_cast<const LogItemInterface*>(&item),
+                                             static_cast<const LogItemInterface*>(&profile)}) {
+        const std::unique_ptr<LogItemInterface> copy(original->copy());
+        EXPECT_EQ(typeid(*copy), typeid(*original));
+        EXPECT_EQ(printed(*copy), printed(*original));
+    }
     const std::unique_ptr<LogItemInterface> base(LogItemInterface().copy());
-    EXPECT_EQ(dynamic_cast<const LogItem*>(base.get()), nullptr);
     EXPECT_EQ(printed(*base), "");
 }
 
@@ -262,10 +231,10 @@ TEST(ProfileLogItem, PrintsTicksActionAddressAndMessage) {
     char address[64];
     std::snprintf(address, sizeof address, "0x%" PRIxPTR,
                   reinterpret_cast<std::uintptr_t>(&target));
-    EXPECT_EQ(fields(printed(item)),
-              (std::vector<std::string>{std::to_string(item.time()), "3", address, "x"}));
+    EXPECT_EQ(printed(item), std::to_string(item.time()) + " 3 " + address + " x");
     // Codes beyond the enumeration are kept; a long message is cut to the line buffer.
     const ProfileLogItem user(ProfileUser + 7, nullptr, LogString(std::string(5000, 'm')));
-    EXPECT_EQ(fields(printed(user)).at(1), "263");
+    const std::string prefix = std::to_string(user.time()) + " 263 ";
+    EXPECT_EQ(printed(user).compare(0, prefix.size(), prefix), 0) << printed(user);
     EXPECT_EQ(printed(user).size(), 1023u);
 }

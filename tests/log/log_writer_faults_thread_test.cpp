@@ -52,15 +52,13 @@ TEST(LogWriterFaults, ThrowingWritersAreReportedOnceAndTheOthersGetEveryLine) {
         "[Log] The log writer [Bad] of log [" + name + "] threw: disk gone";
     const std::string oddReport =
         "[Log] The log writer [Odd] of log [" + name + "] threw: unknown exception";
-    int lines = 0, badReports = 0, oddReports = 0;
+    int counts[3] = {};  // lines, reports of Bad, reports of Odd
     for (const std::string& line : recorder->lines()) {
-        lines += line.find(": line ") != std::string::npos;
-        badReports += line.find(badReport) != std::string::npos;
-        oddReports += line.find(oddReport) != std::string::npos;
+        counts[0] += line.find(": line ") != std::string::npos;
+        counts[1] += line.find(badReport) != std::string::npos;
+        counts[2] += line.find(oddReport) != std::string::npos;
     }
-    EXPECT_EQ(lines, 20);
-    EXPECT_EQ(badReports, 1);
-    EXPECT_EQ(oddReports, 1);
+    EXPECT_EQ(std::vector<int>(counts, counts + 3), (std::vector<int>{20, 1, 1}));
     // Logged on the log's thread right after the first item, before the others.
     const std::vector<std::string> logged = systemLog.messages();
     EXPECT_EQ(std::count(logged.begin(), logged.end(), "ERROR      : " + badReport), 1);
