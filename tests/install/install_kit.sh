@@ -2,8 +2,8 @@
 # Installs the core from a build tree into a temporary prefix and builds the template
 # plug-in against it out of tree, once with find_package(Korvane) and once with
 # pkg-config, as a plug-in author does; each build is put into the installed plug-in
-# directory and must be found and loaded by the installed library with nothing set in
-# the environment, its operator created and its storage used.
+# directory, where the installed korvane tool must find and load it with nothing set in
+# the environment and run its operator and storage.
 # Usage: install_kit.sh CMAKE BUILD_DIR SOURCE_DIR WORK_DIR
 set -euo pipefail
 cmake=$1 build=$2 source=$3 work=$4
@@ -26,25 +26,41 @@ diff <(cd "$source/include" && find korvane -name '*.h' | sort) \
     <(cd "$prefix/include" && find . -type f | sed 's|^\./||' | sort) ||
     fail "installed headers differ from include/korvane"
 
-echo "== build the check host against the package"
-"$cmake" -S "$source/tests/install/host" -B "$work/host" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-"$cmake" --build "$work/host" >/dev/null
+korvane=$prefix/bin/korvane
+[ -x "$korvane" ] || fail "the korvane tool is not installed in bin/"
 
-# check NAME: runs the check host; the installed plug-in must be loaded and usable.
-# The host tool's plug-in listing and launch can take the check host's place here.
+# samples FILE: the samples of a TemplateGrey file (after its one header line), one
+# decimal number per line.
+samples() { tail -n +2 "$1" | od -An -v -tu1 | tr -s ' ' '\n' | sed '/^$/d'; }
+
+# check NAME: the installed tool, with nothing set in the environment, must list the
+# template plug-in as installed and run its operator and storage behind the simulated
+# camera: each inverted sample is 255 minus the plain one.
 check() {
     local output
-    output=$(cd "$work" && "$work/host/check_plugins" --operator TemplateInvert \
-        --round-trip "$work/check.tgrey") || { echo "$output"; fail "$1: check host failed"; }
+    output=$("$korvane" plugins) || { echo "$output"; fail "$1: korvane plugins failed"; }
     echo "$output"
-    grep -qxF "PLUGIN_PATH $prefix/lib/../plugins/" <<<"$output" ||
-        fail "$1: the installed library does not look in $prefix/plugins"
-    grep -qxF "$prefix/lib/../plugins/TemplatePlugin.so: installed" <<<"$output" ||
+    local plugins
+    plugins=$(sed -n 's/^Modules (PLUGIN_PATH: \(.*\))$/\1/p' <<<"$output")
+    [ "$(cd "$plugins" && pwd -P)" = "$(cd "$prefix/plugins" && pwd -P)" ] ||
+        fail "$1: the installed tool looks in '$plugins', not in $prefix/plugins"
+    grep -qE "^ *installed +${plugins}TemplatePlugin.so$" <<<"$output" ||
         fail "$1: TemplatePlugin.so was not installed by the loader"
-    grep -qxF "TemplateInvert: Inverts the samples of 8-bit grey images." <<<"$output" ||
-        fail "$1: operator TemplateInvert cannot be created"
-    grep -qxF "TemplateInvert: 0 4 8 12 -> 255 251 247 243" <<<"$output" ||
-        fail "$1: operator TemplateInvert did not invert an image in a process"
+    "$korvane" plugins TemplateInvert | grep -qF "Inverts the samples of 8-bit grey images." ||
+        fail "$1: korvane plugins TemplateInvert does not describe the operator"
+    rm -rf "$work/frames"
+    (cd "$work" &&
+        "$korvane" launch 'SimCamera Width=16 Height=8 ! TemplateGrey File=frames/plain_%d.tgrey' -n 2 &&
+        "$korvane" launch 'SimCamera Width=16 Height=8 ! TemplateInvert ! TemplateGrey File=frames/inverted_%d.tgrey' -n 2) ||
+        fail "$1: korvane launch with the template operator and storage failed"
+    local frame
+    for frame in 0 1; do
+        [ "$(head -n 1 "$work/frames/inverted_$frame.tgrey")" = "TGREY 16 8" ] ||
+            fail "$1: frame $frame has no 16x8 TGREY header"
+        diff <(samples "$work/frames/plain_$frame.tgrey" | awk '{print 255 - $1}') \
+            <(samples "$work/frames/inverted_$frame.tgrey") >/dev/null ||
+            fail "$1: TemplateInvert did not invert frame $frame"
+    done
 }
 
 echo "== template with find_package(Korvane)"
