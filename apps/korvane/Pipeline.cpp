@@ -398,12 +398,13 @@ bool Pipeline::waitUntilRunning(double limitSeconds) const {
     return true;
 }
 
-// The producer first, so that no frame is pushed into a stopped consumer.
+// The consumers first: a process that is stopping takes the abort of its buffers as the
+// end of its run, while one whose producer stopped first would report the aborted pop as
+// a failure. The device's pushes into the aborted buffer end its thread.
 void Pipeline::stopAll() {
-    pipelineStopping();
-    m_device->stop();
-    m_sink->stopProcess();
     m_topology->stop();
+    m_sink->stopProcess();
+    m_device->stop();
 }
 
 void Pipeline::showProgress(double seconds, bool final) {

@@ -17,9 +17,6 @@ public:
 
 // Adds a TerminalLogWriter to "SystemLog".
 void showLogOnTerminal();
-// From now on the writer leaves out the failed executes that operators report when
-// the stop aborts their buffers (those messages stay in logfile.txt).
-void pipelineStopping();
 // Stops the logs, so that every message queued so far has been written.
 void flushLog();
 
