@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "../../plugins/simcam/TestPattern.h"
+#include "devices/DeviceTestSupport.h"
 #include "support/Deadline.h"
 #include "support/Detached.h"
 #include "support/SamplePlugins.h"
@@ -76,6 +77,12 @@ unsigned int patternAt(bool bars, unsigned int x, unsigned int y, std::uint64_t 
     return wide ? level * 257 : level;
 }
 
+// "width x height x bytes per sample".
+std::string shapeOf(const Image& image) {
+    return std::to_string(image.width()) + "x" + std::to_string(image.height()) + "x" +
+           std::to_string(image.pixelSize());
+}
+
 std::string metadataOf(const Image& image) {
     std::string text;
     image.getProperty("Metadata", &text);
@@ -119,8 +126,6 @@ struct Rig {
 
 class SimCam : public SamplePluginTest<kSimCam> {};
 
-// ---- detection -----------------------------------------------------------------------
-
 TEST_F(SimCam, DetectionMakesTheConfiguredGrabbersWithTheCameraBehindEach) {
     struct Case {
         const char* variable;
@@ -162,27 +167,9 @@ TEST_F(SimCam, DetectionMakesTheConfiguredGrabbersWithTheCameraBehindEach) {
     SysEnv::setVariable("SIMCAM_GRABBERS", "");
 }
 
-// A grabber of another maker, to show that the camera's detector passes it over.
-class OtherGrabber : public FrameGrabber {
-public:
-    OtherGrabber() : FrameGrabber(false) {}
-    std::string vendorName() const override { return "Other"; }
-    std::string modelName() const override { return "O-1"; }
-    FrameGrabber* clone() const override { return new OtherGrabber(*this); }
-    std::string interfaceName() const override { return "USB3"; }
-    bool connect() override { return true; }
-    void disconnect() override {}
-    bool isConnected() const override { return false; }
-    bool setFormat(unsigned int, unsigned int, unsigned int) override { return false; }
-    bool format(unsigned int&, unsigned int&, unsigned int&) const override { return false; }
-    bool setFrameRate(double) override { return false; }
-    double frameRate() const override { return 0.0; }
-    bool snapshot(ImgRefPtr&) override { return false; }
-};
-
 TEST_F(SimCam, TheCameraDetectorAnswersOnlyBehindItsOwnGrabbers) {
-    ASSERT_TRUE(DeviceManager::get()->registerFrameGrabber(
-        "OtherGrabber", FrameGrabberRefPtr(new OtherGrabber, nullptr)));
+    // A grabber of another type: the camera's detector passes it over.
+    ASSERT_TRUE(DeviceManager::get()->registerFrameGrabber("OtherGrabber", namedGrabber("")));
     std::string name = "Other0";
     const FrameGrabberRefPtr other = FrameGrabberManager::get()->create("OtherGrabber", name, true);
     name = "Sim0";
@@ -215,21 +202,16 @@ TEST_F(SimCam, GrabberOpensGrabsAndSnapsTheDefaultFormat) {
     for (std::uint64_t n = 0; n < 2; ++n) {
         ImgRefPtr image;
         ASSERT_TRUE(grabber->snapshot(image));
-        EXPECT_EQ(image->width(), 640u);
-        EXPECT_EQ(image->height(), 480u);
-        EXPECT_EQ(image->pixelSize(), 1u);
+        EXPECT_EQ(shapeOf(*image), "640x480x1");
         EXPECT_EQ(counterOf(*image), static_cast<long long>(n));
     }
     EXPECT_TRUE(grabber->setFormat(32, 16, 257));
     EXPECT_FALSE(grabber->setFormat(32, 16, 514));
     ImgRefPtr image;
     ASSERT_TRUE(grabber->snapshot(image));
-    EXPECT_EQ(image->width(), 32u);
-    EXPECT_EQ(image->pixelSize(), 2u);
+    EXPECT_EQ(shapeOf(*image), "32x16x2");
     FrameGrabberManager::get()->releaseInstance("Sim1");
 }
-
-// ---- frames --------------------------------------------------------------------------
 
 TEST_F(SimCam, DeliversNumberedMovingFramesOfTheSetFormatUntilFrameCount) {
     struct Case {
@@ -258,9 +240,8 @@ TEST_F(SimCam, DeliversNumberedMovingFramesOfTheSetFormatUntilFrameCount) {
         for (long long n = 0; n < kFrames; ++n) {
             const ImgRefPtr frame = rig.pop();
             ASSERT_TRUE(frame.isValid());
-            EXPECT_EQ(frame->width(), static_cast<unsigned int>(c.width));
-            EXPECT_EQ(frame->height(), static_cast<unsigned int>(c.height));
-            EXPECT_EQ(frame->pixelSize(), wide ? 2u : 1u);
+            EXPECT_EQ(shapeOf(*frame), std::to_string(c.width) + "x" + std::to_string(c.height) +
+                                           (wide ? "x2" : "x1"));
             EXPECT_EQ(counterOf(*frame), n);
             EXPECT_EQ(metadataOf(*frame), "Frame=" + std::to_string(n));
             const bool bars = std::string(c.pattern) == "Bars";
@@ -339,8 +320,6 @@ TEST_F(SimCam, PacesFramesByTheFrameRate) {
     // Frame 10 is due 100 ms after the start: a loose lower bound.
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(90));
 }
-
-// ---- settings ------------------------------------------------------------------------
 
 TEST_F(SimCam, RefusesSettingsOutOfRangeAndKeepsTheLastAcceptedOnes) {
     Rig rig;
