@@ -285,19 +285,14 @@ TEST_F(SerialPortPty, ReadsWithNothingPendingEndByThemselves) {
     }
 }
 
-TEST_F(SerialPortPty, ClearDiscardsPendingInput) {
+TEST_F(SerialPortPty, ClearDiscardsPendingInputAndDiscardNullSkipsNulBytes) {
+    m_config.discardNull = true;
     SerialPort port(&m_config);
     ASSERT_EQ(port.open(), 0);
     toPort("junk");
     ASSERT_TRUE(eventually([&] { return pendingInput() == 4; }));
     port.clear();
     EXPECT_EQ(pendingInput(), 0);
-}
-
-TEST_F(SerialPortPty, DiscardNullSkipsNulBytes) {
-    m_config.discardNull = true;
-    SerialPort port(&m_config);
-    ASSERT_EQ(port.open(), 0);
     toPort(std::string("\0a\0\0b", 5));
     EXPECT_EQ(readBytes(port, 2), "ab");
 }
