@@ -339,11 +339,9 @@ TEST_F(SimCam, RefusesSettingsOutOfRangeAndKeepsTheLastAcceptedOnes) {
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.property) + " " + c.shown);
         const std::string property = c.property;
-        if (property == "FrameRate") {
-            ASSERT_TRUE(rig.camera->setProperty(property, c.value));
-        } else {
-            ASSERT_TRUE(rig.camera->setProperty(property, static_cast<long long>(c.value)));
-        }
+        ASSERT_TRUE(property == "FrameRate"
+                        ? rig.camera->setProperty(property, c.value)
+                        : rig.camera->setProperty(property, static_cast<long long>(c.value)));
         const std::string problem =
             "\"" + property + "\" " + c.shown + " is out of its range " + c.range;
         EXPECT_FALSE(rig.camera->start()) << "a write without endPropertyChange";
