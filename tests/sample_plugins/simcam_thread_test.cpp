@@ -22,6 +22,7 @@
 
 #include "../../plugins/simcam/TestPattern.h"
 #include "devices/DeviceTestSupport.h"
+#include "support/BufferFixture.h"
 #include "support/Deadline.h"
 #include "support/Detached.h"
 #include "support/SamplePlugins.h"
@@ -81,12 +82,6 @@ unsigned int patternAt(bool bars, unsigned int x, unsigned int y, std::uint64_t 
 std::string shapeOf(const Image& image) {
     return std::to_string(image.width()) + "x" + std::to_string(image.height()) + "x" +
            std::to_string(image.pixelSize());
-}
-
-std::string metadataOf(const Image& image) {
-    std::string text;
-    image.getProperty("Metadata", &text);
-    return text;
 }
 
 // A camera of the module wired to a FIFO that the test pops from without blocking.
@@ -243,7 +238,7 @@ TEST_F(SimCam, DeliversNumberedMovingFramesOfTheSetFormatUntilFrameCount) {
             EXPECT_EQ(shapeOf(*frame), std::to_string(c.width) + "x" + std::to_string(c.height) +
                                            (wide ? "x2" : "x1"));
             EXPECT_EQ(counterOf(*frame), n);
-            EXPECT_EQ(metadataOf(*frame), "Frame=" + std::to_string(n));
+            EXPECT_EQ(textOf(*frame, "Metadata"), "Frame=" + std::to_string(n));
             const bool bars = std::string(c.pattern) == "Bars";
             for (unsigned int x : {frame->width() - 1, frame->width() - 40}) {
                 const unsigned int y = frame->height() - 1;
