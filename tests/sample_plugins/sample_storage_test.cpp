@@ -313,29 +313,27 @@ TEST_F(SampleStorage, MultiFrameTiffFilesCountAndWalkTheirFrames) {
     std::string name = "frames";
     StorageRefPtr tiff = storages->create("tiffstorage", name, true);
     ASSERT_TRUE(tiff.isValid());
+    auto number = [&tiff](const char* property) {
+        unsigned int value = 99;
+        tiff->getProperty(property, &value);
+        return value;
+    };
     for (unsigned int frame = 0; frame < 3; ++frame) {
         ImgRefPtr image = ImageManager::get()->createAnonymous(257u, 4, 2, 1);
         std::fill_n(reinterpret_cast<unsigned short*>(image->rawBuffer()), 8, 1000 * (frame + 1));
         ASSERT_TRUE(tiff->setProperty("Append", frame > 0));
         ASSERT_TRUE(tiff->save(image, path.c_str())) << frame;
-        unsigned int count = 0;
-        EXPECT_TRUE(tiff->getProperty("FrameCount", &count));
-        EXPECT_EQ(count, frame + 1);
+        EXPECT_EQ(number("FrameCount"), frame + 1);
     }
     EXPECT_EQ(readTiff(path, 2).samples, Samples(8, 3000));
     EXPECT_EQ(readTiff(path, 3).width, 0u);  // no fourth frame
 
-    for (unsigned int expectedNext : {1u, 2u, 0u, 1u}) {
+    for (unsigned int frame : {0u, 1u, 2u, 0u}) {  // each load moves "FrameId" on
         ImgRefPtr image;
-        unsigned int frame = 99;
-        tiff->getProperty("FrameId", &frame);
         ASSERT_TRUE(tiff->load(image, path.c_str()));
         EXPECT_EQ(interleaved(image), Samples(8, 1000.0 * (frame + 1))) << frame;
-        unsigned int next = 99, count = 0;
-        tiff->getProperty("FrameId", &next);
-        tiff->getProperty("FrameCount", &count);
-        EXPECT_EQ(next, expectedNext);
-        EXPECT_EQ(count, 3u);
+        EXPECT_EQ(std::make_pair(number("FrameId"), number("FrameCount")),
+                  std::make_pair((frame + 1) % 3, 3u));
     }
     ASSERT_TRUE(tiff->setProperty("FrameId", 3u));
     ImgRefPtr image;
