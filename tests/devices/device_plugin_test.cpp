@@ -73,7 +73,7 @@ TEST_F(DevicePlugin, InstallsEveryDeviceSideClassAndTakesThemOutAgain) {
                          {ComponentType::Device, "AcmeConfig"},
                          {ComponentType::Display, "AcmeDisplay"}};
     EXPECT_EQ(acme->installedComponents(), kinds);
-    // Whether each manager holds its component, in the order of kinds.
+    // Whether each manager holds the component of the plug-in it keeps.
     auto held = [&] {
         return std::vector<bool>{devices->typeExists("AcmeCamera"),
                                  !devices->deviceDetectors().empty(),
