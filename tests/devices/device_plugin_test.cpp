@@ -33,11 +33,14 @@ using Kinds = std::multimap<ComponentType, std::string>;
 
 class DevicePlugin : public ::testing::Test {
 protected:
-    // Copies the modules into the search path, which holds nothing else.
+    // Copies the modules into the search path, which holds nothing else. The log's
+    // directory is made before the system log, so that it outlives the log's last write.
     void useModules(const std::vector<std::string>& modules) {
+        static TempDir logs;
+        Registry::get()->setProperty("LOG_PATH", logs.path() + "/");
         for (const std::string& module : modules)
             std::filesystem::copy_file(kModules + module + ".so", root.file(module + ".so"));
-        for (const char* setting : {"PLUGIN_PATH", "LOG_PATH", "DATA_PATH"})
+        for (const char* setting : {"PLUGIN_PATH", "DATA_PATH"})
             Registry::get()->setProperty(setting, root.path() + "/");
     }
 
