@@ -90,9 +90,6 @@ inline ScriptedGrabber& scripted(const Korvane::FrameGrabberRefPtr& grabber) {
 // A device that does nothing but hold components.
 class PlainDevice : public Korvane::Device {
 public:
-    PlainDevice() = default;
-    PlainDevice(const PlainDevice& other) : Device(other) {}
-
     Korvane::Device* clone() const override { return new PlainDevice(*this); }
     bool start() override { return true; }
     bool stop() override { return true; }
@@ -148,19 +145,16 @@ private:
     std::function<void(int)> m_action;
 };
 
-class TestSensor : public Korvane::Sensor {
+// A sensor or processor that is nothing but its base class.
+template <class Component>
+class TestComponent : public Component {
 public:
     std::string vendorName() const override { return "Test"; }
-    std::string modelName() const override { return "Sensor"; }
-    Korvane::Sensor* clone() const override { return new TestSensor(*this); }
+    std::string modelName() const override { return "Component"; }
+    Component* clone() const override { return new TestComponent(*this); }
 };
-
-class TestProcessor : public Korvane::Processor {
-public:
-    std::string vendorName() const override { return "Test"; }
-    std::string modelName() const override { return "Processor"; }
-    Korvane::Processor* clone() const override { return new TestProcessor(*this); }
-};
+using TestSensor = TestComponent<Korvane::Sensor>;
+using TestProcessor = TestComponent<Korvane::Processor>;
 
 class TestDisplay : public Korvane::Display {
 public:

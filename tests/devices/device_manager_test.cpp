@@ -93,10 +93,7 @@ TEST(AliasFiles, ReadFromEveryDataPathDirectory) {
     if (!inFreshProcess()) return;
     TempDir root;
     const std::string longAlias(100000, 'x');
-    const std::string binary(
-        "\x00\x01\xff=Bin\x00"
-        "ary\n",
-        12);
+    const std::string binary("\0\1\xff=Bin\0ary\n", 12);
     writeFile(root.file("one/Cameras/Alias.txt"),
               "# comment=ignored\n\nA=B=C\nShared=FromOne\nno separator\nLast=One\nLast=Two\n"
               "Crlf=GenericCamera\r\n\r\n#Hidden=X\r\n Spaced = GenericCamera \n" +
@@ -109,18 +106,11 @@ TEST(AliasFiles, ReadFromEveryDataPathDirectory) {
     Registry::get()->setProperty("DATA_PATH",
                                  "%KORVANE_PATH%one;;%KORVANE_PATH%missing/;%KORVANE_PATH%two\\");
     const std::map<std::string, std::string> expected = {
-        {"A=B", "C"},
-        {"Shared", "FromTwo"},
-        {"Last", "Two"},
-        {"", "EmptyAlias"},
-        {"Trailing", ""},
-        {"Crlf", "GenericCamera\r"},
-        {"==", ""},
-        {" Spaced ", " GenericCamera "},
-        {longAlias, "Long"},
-        {std::string("\x00\x01\xff", 3), std::string("Bin\x00"
-                                                     "ary",
-                                                     7)}};
+        {"A=B", "C"},        {"Shared", "FromTwo"},
+        {"Last", "Two"},     {"", "EmptyAlias"},
+        {"Trailing", ""},    {"Crlf", "GenericCamera\r"},
+        {"==", ""},          {" Spaced ", " GenericCamera "},
+        {longAlias, "Long"}, {std::string("\0\1\xff", 3), std::string("Bin\0ary", 7)}};
     const auto loaded = DeviceManager::get()->aliases();
     EXPECT_TRUE(loaded == expected) << loaded.size() << " aliases";
 }

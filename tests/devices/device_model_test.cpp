@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "devices/DeviceTestSupport.h"
+#include "support/BufferFixture.h"
 #include "support/SystemLogRecorder.h"
 
 using namespace Korvane;
@@ -71,11 +72,7 @@ TEST(DeviceClasses, DeclareTheirPropertiesWithTheirTexts) {
     for (const Case& c : cases) EXPECT_EQ(described(c.object, c.property), c.described);
     const std::pair<const PropertyInterface*, const char*> kinds[] = {
         {&sensor, "HWComponent"}, {&device, "Device"}, {&display, "Display"}};
-    for (const auto& [object, kind] : kinds) {
-        std::string componentType;
-        EXPECT_TRUE(object->getProperty("ComponentType", &componentType));
-        EXPECT_EQ(componentType, kind);
-    }
+    for (const auto& [object, kind] : kinds) EXPECT_EQ(textOf(*object, "ComponentType"), kind);
     EXPECT_FALSE(sensor.setProperty("Id", "changed"));
     EXPECT_FALSE(config.setProperty("Detector", "Other"));
     EXPECT_FALSE(display.setProperty("Width", 640u));

@@ -189,9 +189,7 @@ TEST_F(DirOnDisk, AbsoluteAppendsRelativeNamesToTheWorkingDirectory) {
     EXPECT_TRUE(relative.isAbsolute());
     EXPECT_TRUE(relative.exists());
     EXPECT_THAT(relative.dirList("*.so"), ElementsAre("m.so"));
-    OpenDir absolute("C:\\a\\f.txt");
-    EXPECT_EQ(absolute.absolute(), "C:\\a\\");
-    EXPECT_EQ(absolute.fileName(), "f");
+    EXPECT_EQ(Dir("C:\\a\\f.txt").absolute(), "C:\\a\\");
 }
 
 TEST_F(DirOnDisk, EmptyWhenTheCurrentDirectoryIsGoneOrTooLong) {

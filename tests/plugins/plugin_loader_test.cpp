@@ -43,16 +43,16 @@ const std::string kModules = KORVANE_TEST_BINARY_DIR "/plugins/modules/";
 // "PLUGIN_PATH", and a recorder on "SystemLog" that sees debug messages.
 class LoaderCase : public ::testing::Test {
 protected:
-    void start(const std::vector<std::string>& searchPath) {
+    // Answers the loader, made now.
+    PluginLoader* start(const std::vector<std::string>& searchPath) {
         Registry::get()->setProperty("LOG_PATH", root.path() + "/");
         std::string path;
         for (const std::string& dir : searchPath) path += (path.empty() ? "" : ";") + dir;
         Registry::get()->setProperty("PLUGIN_PATH", path);
         LogRefPtr log = LogManager::systemLog();
-        ASSERT_TRUE(log.isValid());
-        ASSERT_TRUE(log->addWriter("Recorder", writer));
-        ASSERT_TRUE(log->setProperty("Threshold", "Debug"));
-        ASSERT_TRUE(log->endPropertyChange());
+        EXPECT_TRUE(log.isValid() && log->addWriter("Recorder", writer) &&
+                    log->setProperty("Threshold", "Debug") && log->endPropertyChange());
+        return PluginLoader::get();
     }
 
     // A directory below the temporary one, made on first use.
@@ -101,6 +101,7 @@ protected:
     static bool lutRegistered(const char* name) { return LutManager::get()->typeExists(name); }
 
     TempDir root;
+    const std::string plugins = dir("plugins");
     RecordingWriter* recorder = new RecordingWriter;  // owned by writer
     LogWriterRefPtr writer{recorder, nullptr};
 };
@@ -177,10 +178,8 @@ TEST(Library, ReportsTheSystemReasonAndKeepsAModuleMappedAfterItIsGone) {
 
 TEST_F(LoaderCase, InstallsEveryComponentAndTakesThemOutAgain) {
     if (!inFreshProcess()) return;
-    const std::string plugins = dir("plugins");
     const std::string good = add(plugins, "good");
-    start({plugins});
-    PluginLoader* loader = PluginLoader::get();
+    PluginLoader* loader = start({plugins});
     EXPECT_EQ(loader->searchPluginPath(), std::vector<std::string>{good});
     ASSERT_TRUE(loader->isLoaded("GoodPlugin"));
     expectReport(good, PluginLoadState::Registered, "");
@@ -256,12 +255,10 @@ TEST_F(LoaderCase, InstallsEveryComponentAndTakesThemOutAgain) {
 
 TEST_F(LoaderCase, NeedsBothEntryPointsAndAnOrganizer) {
     if (!inFreshProcess()) return;
-    const std::string plugins = dir("plugins");
     const std::string initOnly = add(plugins, "init_only");
     const std::string organizerOnly = add(plugins, "organizer_only");
     const std::string nullOrganizer = add(plugins, "null_organizer");
-    start({plugins});
-    PluginLoader* loader = PluginLoader::get();
+    PluginLoader* loader = start({plugins});
     EXPECT_FALSE(loader->isLoadedFile(initOnly));
     EXPECT_FALSE(loader->isLoadedFile(nullOrganizer));
     EXPECT_TRUE(loader->isLoaded("OrganizerOnly"));
@@ -284,7 +281,6 @@ TEST_F(LoaderCase, NeedsBothEntryPointsAndAnOrganizer) {
 
 TEST_F(LoaderCase, RefusesAForeignBuildRecordWithItsFirstDifferingRow) {
     if (!inFreshProcess()) return;
-    const std::string plugins = dir("plugins");
     struct Case {
         const char* module;
         const char* lut;
@@ -304,8 +300,7 @@ TEST_F(LoaderCase, RefusesAForeignBuildRecordWithItsFirstDifferingRow) {
     for (const Case& c : cases) add(plugins, c.module);
     const std::string passes = add(plugins, "core_1_4_9");
     const std::string foreign = add(plugins, "foreign_toolset");
-    start({plugins});
-    PluginLoader* loader = PluginLoader::get();
+    PluginLoader* loader = start({plugins});
     EXPECT_EQ(loader->loadAll(), 1);
     EXPECT_TRUE(lutRegistered("Core149Lut"));
     expectReport(passes, PluginLoadState::Installed, "");
@@ -328,7 +323,6 @@ TEST_F(LoaderCase, RefusesAForeignBuildRecordWithItsFirstDifferingRow) {
 
 TEST_F(LoaderCase, BadModulesAndDirectoriesAreReportedAndLeaveTheHostUnharmed) {
     if (!inFreshProcess()) return;
-    const std::string plugins = dir("plugins");
     const std::string missing = root.file("missing");
     const std::string empty = plugins + "/empty.so";
     std::ofstream(empty).close();
@@ -336,8 +330,7 @@ TEST_F(LoaderCase, BadModulesAndDirectoriesAreReportedAndLeaveTheHostUnharmed) {
     std::ofstream(text) << std::string(200, '#') << " a text file, not a module\n";
     const std::string unresolved = add(plugins, "unresolved");
     const std::string thrower = add(plugins, "init_throws");
-    start({missing, plugins});
-    PluginLoader* loader = PluginLoader::get();
+    PluginLoader* loader = start({missing, plugins});
     EXPECT_EQ(loader->plugins().size(), 1u);
     EXPECT_EQ(loader->loadAll(), 0);
     EXPECT_FALSE(loader->loadPluginFile("init_throws.so"));
@@ -365,8 +358,7 @@ TEST_F(LoaderCase, FindsPluginsByNameAndFileAcrossTheSearchPath) {
     // The same file name in two directories, listed b before a; path order puts a first.
     const std::string first = add(dir("a"), "twin_first", "twin.so");
     const std::string second = add(dir("b"), "twin_second", "twin.so");
-    start({root.file("b"), root.file("a")});
-    PluginLoader* loader = PluginLoader::get();
+    PluginLoader* loader = start({root.file("b"), root.file("a")});
     ASSERT_EQ(loader->plugins().size(), 2u);
 
     EXPECT_TRUE(loader->loadPluginFile("twin.so"));  // the search path's order
@@ -401,9 +393,7 @@ TEST_F(LoaderCase, FindsPluginsByNameAndFileAcrossTheSearchPath) {
 
 TEST_F(LoaderCase, RegistersAModuleOnceAndReportsComponentsItsManagersRefused) {
     if (!inFreshProcess()) return;
-    const std::string plugins = dir("plugins");
-    start({plugins});
-    PluginLoader* loader = PluginLoader::get();
+    PluginLoader* loader = start({plugins});
     EXPECT_EQ(loader->loadAll(), 0);
     const std::string partial = add(plugins, "partial");
     Registry::get()->setProperty("PLUGIN_PATH", plugins + ";" + plugins);

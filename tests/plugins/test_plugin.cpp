@@ -10,22 +10,24 @@
 //   KT_NULL_ORGANIZER        korvPluginOrganizer answers null
 //   KT_INIT_THROWS           korvPluginInit throws
 //   KT_UNRESOLVED            needs a symbol nobody defines, so it cannot be opened
-//   KT_COMPONENTS            1: one of each class the core installs, 2: a Lut twice and an Image,
+//   KT_COMPONENTS            1: one of each class the core installs (the writer and
+//                            operator are the shared test ones), 2: a Lut twice and an Image,
 //                            otherwise one Lut called KT_LUT
 
 #include <korvane/buffers/FifoTemplate.h>
 #include <korvane/image/Image.h>
 #include <korvane/image/Lut.h>
 #include <korvane/log/Log.h>
-#include <korvane/log/LogWriter.h>
 #include <korvane/plugins/PluginEntry.h>
 #include <korvane/process/Motion.h>
-#include <korvane/process/Operator.h>
 #include <korvane/process/Script.h>
 #include <korvane/process/Storage.h>
 
 #include <stdexcept>
 #include <string>
+
+#include "support/RecordingWriter.h"
+#include "support/TestOperators.h"
 
 #ifndef KT_CORE_MAJOR
 #define KT_CORE_MAJOR 1
@@ -46,21 +48,6 @@ extern "C" int korvTestSymbolThatNobodyDefines();
 using namespace Korvane;
 
 namespace {
-
-class TestWriter : public LogWriter {
-public:
-    void write(const LogItemInterface&) override {}
-    LogWriter* createCopy() override { return new TestWriter; }
-};
-
-class TestOperator : public Operator {
-public:
-    Operator* createCopy() override { return new TestOperator(*this); }
-    bool init() override { return true; }
-    bool execute() override { return true; }
-    bool cleanup() override { return true; }
-    std::string help() const override { return "does nothing"; }
-};
 
 class TestScript : public Script {
 public:
@@ -126,10 +113,10 @@ void korvPluginInit(PluginOrganizer* organizer) {
     organizer->addComponent("TestStringFifo", new FifoTemplate<std::string>(0), nullptr);
     organizer->addComponent("TestImage", new Image(4, 3), nullptr);
     organizer->addComponent("TestLog", new Log, nullptr);
-    organizer->addComponent("TestWriter", new TestWriter, nullptr);
+    organizer->addComponent("TestWriter", new KorvaneTest::RecordingWriter, nullptr);
     organizer->addComponent("TestGrey8", new LutGrey8, nullptr);
     organizer->addComponent("TestMotion", new TestMotion, nullptr);
-    organizer->addComponent("TestOperator", new TestOperator, nullptr);
+    organizer->addComponent("TestOperator", new KorvaneTest::PassThrough, nullptr);
     organizer->addComponent("TestScript", new TestScript, nullptr);
     organizer->addComponent("tst", new TestStorage, nullptr);
 #elif KT_COMPONENTS == 2

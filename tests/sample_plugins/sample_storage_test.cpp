@@ -143,12 +143,9 @@ Decoded readTiff(const std::string& path, unsigned int frame = 0) {
         }
         for (std::size_t i = 0; i < all.size() / bytes; ++i) {
             const unsigned char* at = &all[i * bytes];
-            if (out.floating)
-                out.samples.push_back(*reinterpret_cast<const float*>(at));
-            else if (bytes == 2)
-                out.samples.push_back(*reinterpret_cast<const uint16_t*>(at));
-            else
-                out.samples.push_back(*at);
+            out.samples.push_back(out.floating ? *reinterpret_cast<const float*>(at)
+                                  : bytes == 2 ? *reinterpret_cast<const uint16_t*>(at)
+                                               : *at);
         }
     }
     TIFFClose(tiff);
@@ -184,8 +181,12 @@ protected:
         const Lines lines = recorder->messages();
         return lines.empty() ? std::string() : lines.front();
     }
-    // Expects the first line logged since the last call to start with prefix.
-    static void expectLoggedFirst(const std::string& prefix) {
+    // Expects the first line logged since the last call to start with "ERROR      : "
+    // and prefix, where an @ in prefix stands for the quoted path.
+    static void expectLoggedFirst(const std::string& path, std::string prefix) {
+        if (prefix.find('@') != std::string::npos)
+            prefix.replace(prefix.find('@'), 1, "\"" + path + "\"");
+        prefix = "ERROR      : " + prefix;
         const std::string message = firstMessage();
         EXPECT_EQ(message.substr(0, prefix.size()), prefix) << message;
     }
@@ -312,29 +313,27 @@ TEST_F(SampleStorage, MultiFrameTiffFilesCountAndWalkTheirFrames) {
     std::string name = "frames";
     StorageRefPtr tiff = storages->create("tiffstorage", name, true);
     ASSERT_TRUE(tiff.isValid());
+    auto number = [&tiff](const char* property) {
+        unsigned int value = 99;
+        tiff->getProperty(property, &value);
+        return value;
+    };
     for (unsigned int frame = 0; frame < 3; ++frame) {
         ImgRefPtr image = ImageManager::get()->createAnonymous(257u, 4, 2, 1);
         std::fill_n(reinterpret_cast<unsigned short*>(image->rawBuffer()), 8, 1000 * (frame + 1));
         ASSERT_TRUE(tiff->setProperty("Append", frame > 0));
         ASSERT_TRUE(tiff->save(image, path.c_str())) << frame;
-        unsigned int count = 0;
-        EXPECT_TRUE(tiff->getProperty("FrameCount", &count));
-        EXPECT_EQ(count, frame + 1);
+        EXPECT_EQ(number("FrameCount"), frame + 1);
     }
     EXPECT_EQ(readTiff(path, 2).samples, Samples(8, 3000));
     EXPECT_EQ(readTiff(path, 3).width, 0u);  // no fourth frame
 
-    for (unsigned int expectedNext : {1u, 2u, 0u, 1u}) {
+    for (unsigned int frame : {0u, 1u, 2u, 0u}) {  // each load moves "FrameId" on
         ImgRefPtr image;
-        unsigned int frame = 99;
-        tiff->getProperty("FrameId", &frame);
         ASSERT_TRUE(tiff->load(image, path.c_str()));
         EXPECT_EQ(interleaved(image), Samples(8, 1000.0 * (frame + 1))) << frame;
-        unsigned int next = 99, count = 0;
-        tiff->getProperty("FrameId", &next);
-        tiff->getProperty("FrameCount", &count);
-        EXPECT_EQ(next, expectedNext);
-        EXPECT_EQ(count, 3u);
+        EXPECT_EQ(std::make_pair(number("FrameId"), number("FrameCount")),
+                  std::make_pair((frame + 1) % 3, 3u));
     }
     ASSERT_TRUE(tiff->setProperty("FrameId", 3u));
     ImgRefPtr image;
@@ -345,75 +344,61 @@ TEST_F(SampleStorage, MultiFrameTiffFilesCountAndWalkTheirFrames) {
 }
 
 TEST_F(SampleStorage, BadFilesAreRefusedWithAClearMessage) {
-    // A PNG cut in the middle of its samples.
     const std::string good = dir.file("good.png");
     ASSERT_TRUE(storages->saveImage(patterned(129, 64, 64, 1, bytePattern), good.c_str()));
-    const std::string cut = dir.file("cut.png");
     const std::string whole = readFile(good);
-    std::ofstream(cut, std::ios::binary) << whole.substr(0, whole.size() / 2);
-    const std::string text = dir.file("notes.tif");
-    std::ofstream(text) << "This is a text file, not an image.\n";
-    const std::string shortPgm = dir.file("short.pgm");
-    std::ofstream(shortPgm, std::ios::binary) << "P5\n# made by hand\n400 400\n255\n\x01\x02";
-    const std::string noPng = dir.file("fake.png");
-    std::ofstream(noPng) << "not a png";
-
     struct Case {
-        std::string file;
-        std::string message;  // the start of the one error line
+        const char* file;
+        std::string bytes;    // written unless empty
+        const char* message;  // as expectLoggedFirst takes it
     };
     const Case cases[] = {
-        {cut, "ERROR      : PngStorage: libpng failed ("},
-        {noPng, "ERROR      : PngStorage: not a PNG file: \"" + noPng + "\""},
-        {text, "ERROR      : TiffStorage: not a readable TIFF file ("},
-        {shortPgm, "ERROR      : PnmStorage: truncated samples in \"" + shortPgm + "\""},
-        {dir.file("missing.pgm"), "ERROR      : PnmStorage: cannot read \"" +
-                                      dir.file("missing.pgm") + "\": No such file or directory"},
+        {"cut.png", whole.substr(0, whole.size() / 2), "PngStorage: libpng failed ("},
+        {"fake.png", "not a png", "PngStorage: not a PNG file: @"},
+        {"notes.tif", "This is a text file, not an image.\n",
+         "TiffStorage: not a readable TIFF file ("},
+        {"short.pgm", "P5\n# made by hand\n400 400\n255\n\x01\x02",
+         "PnmStorage: truncated samples in @"},
+        {"missing.pgm", "", "PnmStorage: cannot read @: No such file or directory"},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.file);
+        const std::string path = dir.file(c.file);
+        SCOPED_TRACE(path);
+        if (!c.bytes.empty()) std::ofstream(path, std::ios::binary) << c.bytes;
         ImgRefPtr image;
-        EXPECT_FALSE(storages->loadImage(image, c.file.c_str()));
+        EXPECT_FALSE(storages->loadImage(image, path.c_str()));
         EXPECT_TRUE(image.isNull());
-        expectLoggedFirst(c.message);
+        expectLoggedFirst(path, c.message);
     }
 }
 
 TEST_F(SampleStorage, ImagesAFormatCannotHoldAndUnwritablePlacesAreRefused) {
-    const std::string blocked = dir.file("plain-file");
-    std::ofstream(blocked) << "a file where a directory should be";
+    std::ofstream(dir.file("plain-file")) << "a file where a directory should be";
     struct Case {
         ImgRefPtr image;
-        std::string file;
-        std::string message;
+        const char* file;     // in the temporary directory
+        const char* message;  // as expectLoggedFirst takes it
     };
+    const ImgRefPtr grey = patterned(129, 2, 2, 1, bytePattern);
     const Case cases[] = {
-        {patterned(514, 2, 2, 1, floatPattern), dir.file("f.png"),
-         "ERROR      : PngStorage: cannot store 32-bit float samples in \"" + dir.file("f.png") +
-             "\""},
-        {patterned(129, 2, 2, 2, bytePattern), dir.file("two.png"),
-         "ERROR      : PngStorage: PNG holds 1, 3 or 4 channels, not 2, for \"" +
-             dir.file("two.png") + "\""},
-        {ImageManager::get()->createAnonymous(259u, 2, 2, 1), dir.file("s.pgm"),
-         "ERROR      : PnmStorage: cannot store 16-bit signed samples in \"" + dir.file("s.pgm") +
-             "\""},
-        {patterned(129, 2, 2, 1, bytePattern), dir.file("grey.ppm"),
-         "ERROR      : PnmStorage: PPM needs 3 channels, not 1, for \"" + dir.file("grey.ppm") +
-             "\""},
-        {patterned(514, 2, 2, 3, floatPattern), dir.file("rgb.tif"),
-         "ERROR      : TiffStorage: cannot store 32-bit float samples of 3 channels in \"" +
-             dir.file("rgb.tif") + "\""},
-        {patterned(129, 2, 2, 1, bytePattern), blocked + "/x.png",
-         "ERROR      : PngStorage: cannot write \"" + blocked + "/x.png\": Not a directory"},
-        {patterned(129, 2, 2, 1, bytePattern), blocked + "/x.pgm",
-         "ERROR      : PnmStorage: cannot write \"" + blocked + "/x.pgm\""},
-        {patterned(129, 2, 2, 1, bytePattern), blocked + "/x.tif",
-         "ERROR      : TiffStorage: cannot write"},
+        {patterned(514, 2, 2, 1, floatPattern), "f.png",
+         "PngStorage: cannot store 32-bit float samples in @"},
+        {patterned(129, 2, 2, 2, bytePattern), "two.png",
+         "PngStorage: PNG holds 1, 3 or 4 channels, not 2, for @"},
+        {ImageManager::get()->createAnonymous(259u, 2, 2, 1), "s.pgm",
+         "PnmStorage: cannot store 16-bit signed samples in @"},
+        {grey, "grey.ppm", "PnmStorage: PPM needs 3 channels, not 1, for @"},
+        {patterned(514, 2, 2, 3, floatPattern), "rgb.tif",
+         "TiffStorage: cannot store 32-bit float samples of 3 channels in @"},
+        {grey, "plain-file/x.png", "PngStorage: cannot write @: Not a directory"},
+        {grey, "plain-file/x.pgm", "PnmStorage: cannot write @"},
+        {grey, "plain-file/x.tif", "TiffStorage: cannot write"},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.file);
-        EXPECT_FALSE(storages->saveImage(c.image, c.file.c_str()));
-        EXPECT_FALSE(std::filesystem::exists(c.file));
-        expectLoggedFirst(c.message);
+        const std::string path = dir.file(c.file);
+        SCOPED_TRACE(path);
+        EXPECT_FALSE(storages->saveImage(c.image, path.c_str()));
+        EXPECT_FALSE(std::filesystem::exists(path));
+        expectLoggedFirst(path, c.message);
     }
 }

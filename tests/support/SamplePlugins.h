@@ -1,45 +1,32 @@
 #pragma once
-// Loads the sample plug-in modules of this build (its "plugins" directory) through the
-// plug-in loader, once per test program: a fixture's SetUpTestSuite calls it before
-// anything else has made the loader. Tests skip when the build leaves the modules out.
+// The fixture of a sample plug-in's tests. Its SetUpTestSuite loads the modules of this
+// build's "plugins" directory through the plug-in loader, once per test program and
+// before anything else has made the loader (failing unless Plugin was installed), and
+// records the system log from then on. Every test skips when the build leaves the
+// modules out, and starts with the log lines read so far dropped.
 
 #include <gtest/gtest.h>
 #include <korvane/config/Registry.h>
 #include <korvane/plugins/PluginLoader.h>
 
-#include <string>
-
 #include "support/SystemLogRecorder.h"
 
 namespace KorvaneTest {
 
-inline const std::string kSamplePluginDir = KORVANE_TEST_BINARY_DIR "/../plugins";
-
-// False when the build leaves the modules out; otherwise loads every module of the
-// directory (once) and answers true, with a failure unless plugin was installed.
-inline bool loadSamplePlugins(const char* plugin) {
-#ifdef KORVANE_NO_SAMPLE_PLUGINS
-    return false;
-#else
-    static const bool loaded = [] {
-        Korvane::Registry::get()->setProperty("PLUGIN_PATH", kSamplePluginDir);
-        Korvane::PluginLoader::get()->loadAll();
-        return true;
-    }();
-    EXPECT_TRUE(Korvane::PluginLoader::get()->isLoaded(plugin)) << plugin;
-    return loaded;
-#endif
-}
-
-// The fixture of a sample plug-in's tests: loads its module for the test program,
-// records the system log from then on, and skips every test when the build has no
-// modules. Each test starts with the log lines read so far dropped.
 template <const char* Plugin, class Base = ::testing::Test>
 class SamplePluginTest : public Base {
 protected:
     static void SetUpTestSuite() {
         recorder = new SystemLogRecorder;
-        loaded = loadSamplePlugins(Plugin);
+#ifndef KORVANE_NO_SAMPLE_PLUGINS
+        static const bool once = [] {  // every module of the directory, once per program
+            Korvane::Registry::get()->setProperty("PLUGIN_PATH",
+                                                  KORVANE_TEST_BINARY_DIR "/../plugins");
+            return Korvane::PluginLoader::get()->loadAll() >= 0;
+        }();
+        loaded = once;
+        EXPECT_TRUE(Korvane::PluginLoader::get()->isLoaded(Plugin)) << Plugin;
+#endif
     }
     static void TearDownTestSuite() {
         delete recorder;
