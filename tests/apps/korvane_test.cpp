@@ -2,18 +2,15 @@
 // limit, in a directory of its own, and checks the exit code, the texts on stdout and
 // stderr and the image files written, read back through libpng and libtiff.
 #include <gtest/gtest.h>
-#include <png.h>
-#include <tiffio.h>
 
 #include <algorithm>
-#include <csetjmp>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "support/ImageFiles.h"
 #include "support/TempDir.h"
 
 using namespace KorvaneTest;
@@ -83,79 +80,7 @@ std::string summary(const std::string& out, const std::string& key) {
     return out.substr(value, out.find('\n', value) - value);
 }
 
-struct Grey {
-    unsigned int width = 0, height = 0, bits = 0, frames = 0;
-    std::vector<unsigned int> samples;
-    unsigned int at(unsigned int x, unsigned int y) const { return samples[y * width + x]; }
-};
-
-// A grey PNG through libpng; nothing with a destructor lives in the setjmp frame.
-bool readPngInto(FILE* file, Grey& out, std::vector<png_byte>& row) {
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_read_struct(&png, &info, nullptr);
-        return false;
-    }
-    png_init_io(png, file);
-    png_read_info(png, info);
-    out.width = png_get_image_width(png, info);
-    out.height = png_get_image_height(png, info);
-    out.bits = png_get_bit_depth(png, info);
-    if (png_get_channels(png, info) != 1) longjmp(png_jmpbuf(png), 1);
-    row.resize(png_get_rowbytes(png, info));
-    out.samples.reserve(std::size_t(out.width) * out.height);
-    for (unsigned int y = 0; y < out.height; ++y) {
-        png_read_row(png, row.data(), nullptr);
-        for (unsigned int x = 0; x < out.width; ++x)
-            out.samples.push_back(out.bits == 16 ? row[2 * x] << 8 | row[2 * x + 1] : row[x]);
-    }
-    png_read_end(png, nullptr);
-    png_destroy_read_struct(&png, &info, nullptr);
-    return true;
-}
-
-Grey readPng(const std::string& path) {
-    Grey out;
-    std::vector<png_byte> row;
-    FILE* file = std::fopen(path.c_str(), "rb");
-    if (!file) return out;
-    if (!readPngInto(file, out, row)) out = Grey();
-    std::fclose(file);
-    return out;
-}
-
-// Frame `frame` of a grey TIFF through libtiff, and the number of frames in the file.
-Grey readTiff(const std::string& path, unsigned int frame) {
-    Grey out;
-    TIFF* tiff = TIFFOpen(path.c_str(), "r");
-    if (!tiff) return out;
-    uint16_t bits = 0;
-    do {
-        ++out.frames;
-    } while (TIFFReadDirectory(tiff));
-    if (TIFFSetDirectory(tiff, tdir_t(frame)) &&
-        TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &out.width) &&
-        TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &out.height)) {
-        TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &bits);
-        out.bits = bits;
-        std::vector<unsigned char> row(TIFFScanlineSize(tiff));
-        for (unsigned int y = 0; y < out.height; ++y) {
-            if (TIFFReadScanline(tiff, row.data(), y, 0) < 0) break;
-            for (unsigned int x = 0; x < out.width; ++x) {
-                unsigned int sample = row[x];
-                if (bits == 16) {
-                    uint16_t wide = 0;
-                    std::memcpy(&wide, &row[2 * x], 2);
-                    sample = wide;
-                }
-                out.samples.push_back(sample);
-            }
-        }
-    }
-    TIFFClose(tiff);
-    return out;
-}
+using Grey = DecodedImage;
 
 std::vector<std::string> filesIn(const std::string& directory) {
     std::vector<std::string> names;

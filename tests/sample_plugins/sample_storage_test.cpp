@@ -9,16 +9,15 @@
 #include <korvane/image/ImageManager.h>
 #include <korvane/process/StorageManager.h>
 #include <png.h>
-#include <tiffio.h>
 
 #include <algorithm>
 #include <csetjmp>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "support/ImageFiles.h"
 #include "support/SamplePlugins.h"
 #include "support/SystemLogRecorder.h"
 #include "support/TempDir.h"
@@ -66,89 +65,6 @@ Samples interleaved(const ImgRefPtr& image) {
                                       : reinterpret_cast<const float*>(raw)[p]);
         }
     }
-    return out;
-}
-
-// What an independent reader found in a file.
-struct Decoded {
-    unsigned int width = 0, height = 0, channels = 0, bits = 0;
-    bool floating = false;
-    Samples samples;
-};
-
-// libpng's low-level reader; nothing with a destructor lives in this frame.
-bool readPngInto(FILE* file, Decoded& out, std::vector<png_byte>& row) {
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_read_struct(&png, &info, nullptr);
-        return false;
-    }
-    png_init_io(png, file);
-    png_read_info(png, info);
-    out.width = png_get_image_width(png, info);
-    out.height = png_get_image_height(png, info);
-    out.channels = png_get_channels(png, info);
-    out.bits = png_get_bit_depth(png, info);
-    row.resize(png_get_rowbytes(png, info));
-    for (unsigned int y = 0; y < out.height; ++y) {
-        png_read_row(png, row.data(), nullptr);
-        for (unsigned int i = 0; i < out.width * out.channels; ++i)
-            out.samples.push_back(out.bits == 16 ? row[2 * i] << 8 | row[2 * i + 1] : row[i]);
-    }
-    png_destroy_read_struct(&png, &info, nullptr);
-    return true;
-}
-
-Decoded readPng(const std::string& path) {
-    Decoded out;
-    std::vector<png_byte> row;
-    FILE* file = std::fopen(path.c_str(), "rb");
-    if (!file) return out;
-    EXPECT_TRUE(readPngInto(file, out, row)) << path;
-    std::fclose(file);
-    return out;
-}
-
-// Frame `frame` of a TIFF file through libtiff, any planar configuration.
-Decoded readTiff(const std::string& path, unsigned int frame = 0) {
-    Decoded out;
-    TIFF* tiff = TIFFOpen(path.c_str(), "r");
-    if (!tiff) return out;
-    uint16_t bits = 0, channels = 0, format = SAMPLEFORMAT_UINT, planar = PLANARCONFIG_CONTIG;
-    if (TIFFSetDirectory(tiff, tdir_t(frame)) &&
-        TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &out.width) &&
-        TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &out.height)) {
-        TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &bits);
-        TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &channels);
-        TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &format);
-        TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &planar);
-        out.bits = bits;
-        out.channels = channels;
-        out.floating = format == SAMPLEFORMAT_IEEEFP;
-        const unsigned int bytes = bits / 8;
-        std::vector<unsigned char> all(std::size_t(out.width) * out.height * channels * bytes);
-        std::vector<unsigned char> row(TIFFScanlineSize(tiff));
-        const unsigned int planes = planar == PLANARCONFIG_SEPARATE ? channels : 1;
-        for (unsigned int s = 0; s < planes; ++s) {
-            for (unsigned int y = 0; y < out.height; ++y) {
-                EXPECT_GE(TIFFReadScanline(tiff, row.data(), y, uint16_t(s)), 0);
-                for (unsigned int i = 0; i < row.size() / bytes; ++i) {
-                    const std::size_t place = planes == 1
-                                                  ? std::size_t(y) * out.width * channels + i
-                                                  : (std::size_t(y) * out.width + i) * channels + s;
-                    std::memcpy(&all[place * bytes], &row[i * bytes], bytes);
-                }
-            }
-        }
-        for (std::size_t i = 0; i < all.size() / bytes; ++i) {
-            const unsigned char* at = &all[i * bytes];
-            out.samples.push_back(out.floating ? *reinterpret_cast<const float*>(at)
-                                  : bytes == 2 ? *reinterpret_cast<const uint16_t*>(at)
-                                               : *at);
-        }
-    }
-    TIFFClose(tiff);
     return out;
 }
 
@@ -230,7 +146,7 @@ TEST_F(SampleStorage, EveryFormatRoundTripsItsSampleTypes) {
 
         const std::string ext = std::filesystem::path(path).extension();
         if (ext != ".pgm" && ext != ".ppm" && ext != ".PPM") {
-            const Decoded file = ext == ".png" ? readPng(path) : readTiff(path);
+            const DecodedImage file = ext == ".png" ? readPng(path) : readTiff(path);
             const unsigned int bits = c.quantumId == 129 ? 8 : c.quantumId == 257 ? 16 : 32;
             EXPECT_EQ(std::vector<unsigned>({file.width, file.height, file.channels, file.bits}),
                       std::vector<unsigned>({5, 3, unsigned(c.channels), bits}));
