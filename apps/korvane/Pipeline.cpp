@@ -1,5 +1,6 @@
 #include "Pipeline.h"
 
+#include <korvane/buffers/BufferManager.h>
 #include <korvane/devices/Device.h>
 #include <korvane/devices/DeviceManager.h>
 #include <korvane/devices/FrameGrabberManager.h>
@@ -128,18 +129,20 @@ ToolError applyRunSection(const Setup& setup, RunOptions& options) {
             good = parseSeconds(option.value, options.duration);
         } else if (name == "timeout") {
             good = parseSeconds(option.value, options.stallSeconds) && options.stallSeconds > 0;
+        } else if (name == "live") {
+            good = parseBool(option.value, options.live);
         } else if (name == "buffer") {
             good = parseCount(option.value, count) && count >= 1 && count <= 100000;
             options.bufferSize = static_cast<unsigned int>(count);
         } else {
             return usageError("[Run] has no option \"" + option.name +
-                                  "\"; its options: Frames, Duration, Buffer, Timeout",
+                                  "\"; its options: Frames, Duration, Buffer, Timeout, Live",
                               option.offset);
         }
         if (!good) {
             return usageError("\"" + option.value + "\" is not a value of " + option.name +
                                   " (Frames and Buffer take a whole number, Duration and "
-                                  "Timeout seconds)",
+                                  "Timeout seconds, Live true or false)",
                               option.valueOffset);
         }
     }
@@ -159,6 +162,11 @@ ToolError Pipeline::build(const Setup& setup, const RunOptions& options) {
     m_topology->setOwnershipHint(Topology::OwnAll);
 
     if (ToolError error = makeDevice(setup.chain.front())) return error;
+    if (ToolError error = makeChain(setup)) return error;
+    return m_options.live ? makeDeviceLive() : ToolError();
+}
+
+ToolError Pipeline::makeChain(const Setup& setup) {
     const std::size_t count = setup.chain.size();
     for (std::size_t i = 1; i < count; ++i) {
         const Element& element = setup.chain[i];
@@ -172,6 +180,18 @@ ToolError Pipeline::build(const Setup& setup, const RunOptions& options) {
         if (ToolError error = addOperator(element)) return error;
     }
     return makeSink(nullptr);
+}
+
+ToolError Pipeline::makeDeviceLive() {
+    std::string bufferName;
+    m_device->getProperty(slotOf(*m_device, slot_output), &bufferName);
+    const BufferRefPtr buffer = BufferManager::get()->instance(bufferName.c_str());
+    // The FIFO takes its switches at the end of a batch of property writes.
+    if (buffer.isNull() || !buffer->beginPropertyChange() ||
+        !buffer->setProperty("PushBlock", std::string("Off")) || !buffer->endPropertyChange()) {
+        return failure("could not make the FIFO after " + m_device->type() + " drop frames");
+    }
+    return {};
 }
 
 ToolError Pipeline::makeDevice(const Element& element) {
@@ -362,11 +382,13 @@ int Pipeline::run() {
         }
         if (now - m_shownSeconds >= 0.5) showProgress(now, false);
     }
+    // Read before the stop: a live device counts the pushes into the stopped chain too.
+    const double dropped = numberOf(*m_device, "FramesDropped", 0);
     stopAll();
     const double elapsed = seconds();
     const double cpu = static_cast<double>(std::clock() - cpuStarted) / CLOCKS_PER_SEC;
     showProgress(elapsed, true);
-    printSummary(elapsed, cpu);
+    printSummary(elapsed, cpu, dropped);
     if (m_sink->saveFailed()) {
         std::fprintf(stderr, "korvane: %s could not save frame %llu to %s\n", m_storageName.c_str(),
                      m_sink->frames(), m_sink->failedFile().c_str());
@@ -425,7 +447,7 @@ void Pipeline::showProgress(double seconds, bool final) {
     m_shownSeconds = seconds;
 }
 
-void Pipeline::printSummary(double seconds, double cpuSeconds) const {
+void Pipeline::printSummary(double seconds, double cpuSeconds, double dropped) const {
     const unsigned long long frames = m_sink->frames();
     const double megabytes = static_cast<double>(m_sink->bytesWritten()) / 1e6;
     std::printf("frames: %llu\n", frames);
@@ -433,7 +455,7 @@ void Pipeline::printSummary(double seconds, double cpuSeconds) const {
     std::printf("frames/s: %.1f\n", seconds > 0 ? static_cast<double>(frames) / seconds : 0.0);
     std::printf("CPU ms/frame: %.3f\n",
                 frames ? cpuSeconds * 1000 / static_cast<double>(frames) : 0.0);
-    std::printf("dropped: %.0f\n", numberOf(*m_device, "FramesDropped", 0));
+    std::printf("dropped: %.0f\n", dropped);
     std::printf("MB written: %.2f\n", megabytes);
     std::printf("MB/s: %.2f\n", seconds > 0 ? megabytes / seconds : 0.0);
     if (m_storage.isNull()) {

@@ -10,7 +10,10 @@
 // of two operators faster than a process per operator, whose extra hand-offs cost more
 // than the parallelism gained. Every process gets a finite "MaxIterations", since an
 // endless process pauses 1 ms after each iteration, which would cap the rate near 1000
-// frames/s. Errors of the setup (an unknown type, property or value) carry the offset
+// frames/s. By default a full FIFO holds the device back, so every frame it makes is
+// saved; with RunOptions::live the device's FIFO fails pushes at once and the device
+// counts the frames it could not hand over ("FramesDropped"), as a free-running camera
+// does. Errors of the setup (an unknown type, property or value) carry the offset
 // of the text they concern and exit code 2; failures of the system exit code 1.
 
 #include <korvane/core/Handles.h>
@@ -34,6 +37,7 @@ struct RunOptions {
     unsigned int bufferSize = 8;    // frames per FIFO
     double stallSeconds = 10;       // a run without a new frame for this long fails
     bool progress = false;          // progress lines also when stderr is no terminal
+    bool live = false;              // the device drops frames the chain cannot take
 };
 
 struct ToolError {
@@ -62,14 +66,16 @@ public:
 
 private:
     ToolError makeDevice(const Element& element);
+    ToolError makeChain(const Setup& setup);
     ToolError addOperator(const Element& element);
     ToolError makeSink(const Element* element);
     ToolError connectTo(const Korvane::BufferSlotPtrWrapper& consumer, const std::string& slot);
     ToolError prepareOutput(const std::string& pattern);
+    ToolError makeDeviceLive();
     bool waitUntilRunning(double limitSeconds) const;
     void stopAll();
     void showProgress(double seconds, bool final);
-    void printSummary(double seconds, double cpuSeconds) const;
+    void printSummary(double seconds, double cpuSeconds, double dropped) const;
     void release();
 
     RunOptions m_options;

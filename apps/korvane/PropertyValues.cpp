@@ -11,6 +11,16 @@ namespace KorvaneTool {
 
 using namespace Korvane;
 
+bool parseBool(const std::string& text, bool& value) {
+    for (const char* yes : {"true", "1", "on", "yes"}) {
+        if (text == yes) return value = true;
+    }
+    for (const char* no : {"false", "0", "off", "no"}) {
+        if (text == no) return !(value = false);
+    }
+    return false;
+}
+
 namespace {
 
 struct Limits {
@@ -69,16 +79,6 @@ bool parseUnsigned(const std::string& text, unsigned long long& value) {
     errno = 0;
     value = std::strtoull(text.c_str(), &end, 0);
     return *end == '\0' && errno == 0;
-}
-
-bool parseBool(const std::string& text, bool& value) {
-    for (const char* yes : {"true", "1", "on", "yes"}) {
-        if (text == yes) return value = true;
-    }
-    for (const char* no : {"false", "0", "off", "no"}) {
-        if (text == no) return !(value = false);
-    }
-    return false;
 }
 
 bool setTyped(PropertyInterface& target, const std::string& name, PropertyType type,

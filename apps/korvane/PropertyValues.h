@@ -16,6 +16,8 @@ namespace KorvaneTool {
 bool setFromText(Korvane::PropertyInterface& target, const std::string& owner,
                  const std::string& name, const std::string& text, std::string& error);
 
+// true/1/on/yes and false/0/off/no; false for any other text.
+bool parseBool(const std::string& text, bool& value);
 // "Name1, Name2, ..." of every property of target.
 std::string propertyNames(const Korvane::PropertyInterface& target);
 // The current value as text ("(not readable)" for a write-only property).

@@ -61,6 +61,7 @@ int runSetup(const Setup& setup, const CommandOptions& cli) {
     if (cli.given("--duration")) options.duration = cli.values.duration;
     if (cli.given("--buffer")) options.bufferSize = cli.values.bufferSize;
     if (cli.given("--timeout")) options.stallSeconds = cli.values.stallSeconds;
+    if (cli.given("--live")) options.live = cli.values.live;
     options.progress = cli.values.progress;
     Pipeline pipeline;
     if (ToolError error = pipeline.build(setup, options)) {
@@ -153,6 +154,9 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->check(CLI::PositiveNumber);
     command.add_flag("--progress", options.progress,
                      "Print progress lines also when stderr is not a terminal");
+    command.add_flag("--live", options.live,
+                     "The camera runs at its own frame rate and drops the frames the chain "
+                     "cannot take, instead of waiting for it");
 }
 
 bool isCommand(CLI::App& app, const std::string& word) {
