@@ -35,7 +35,9 @@ samples() { tail -n +2 "$1" | od -An -v -tu1 | tr -s ' ' '\n' | sed '/^$/d'; }
 
 # check NAME: the installed tool, with nothing set in the environment, must list the
 # template plug-in as installed and run its operator and storage behind the simulated
-# camera: each inverted sample is 255 minus the plain one.
+# camera (once reached through its model name, which only the installed
+# data/Cameras/Alias.txt maps to SimCamera): each inverted sample is 255 minus the
+# plain one.
 check() {
     local output
     output=$("$korvane" plugins) || { echo "$output"; fail "$1: korvane plugins failed"; }
@@ -51,7 +53,7 @@ check() {
     rm -rf "$work/frames"
     (cd "$work" &&
         "$korvane" launch 'SimCamera Width=16 Height=8 ! TemplateGrey File=frames/plain_%d.tgrey' -n 2 &&
-        "$korvane" launch 'SimCamera Width=16 Height=8 ! TemplateInvert ! TemplateGrey File=frames/inverted_%d.tgrey' -n 2) ||
+        "$korvane" launch 'SimCam-1 Width=16 Height=8 ! TemplateInvert ! TemplateGrey File=frames/inverted_%d.tgrey' -n 2) ||
         fail "$1: korvane launch with the template operator and storage failed"
     local frame
     for frame in 0 1; do
