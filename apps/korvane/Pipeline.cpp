@@ -79,14 +79,25 @@ std::string slotOf(const BufferSlotInterface& owner, buffer_slot_type direction)
     return {};
 }
 
+// The settings of one element as one batch, which the component checks as a whole
+// when the batch ends (a camera checks its format there, and says why it refuses).
 ToolError applySettings(PropertyInterface& target, const Element& element,
                         const std::vector<std::string>& skipped = {}) {
+    target.beginPropertyChange();
     for (const Setting& setting : element.settings) {
         if (std::find(skipped.begin(), skipped.end(), setting.name) != skipped.end()) continue;
         std::string error;
         if (!setFromText(target, element.type, setting.name, setting.value, error)) {
+            target.endPropertyChange();
             return usageError(error, setting.offset);
         }
+    }
+    if (!target.endPropertyChange()) {
+        return usageError(element.type +
+                              " refused these settings (its message says why; "
+                              "korvane plugins " +
+                              element.type + " lists what each takes)",
+                          element.offset);
     }
     return {};
 }

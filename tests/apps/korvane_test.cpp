@@ -181,9 +181,9 @@ TEST_F(Korvane, BadInputNamesWhatExistsAndExitsWithItsCode) {
          "cannot write files into /proc/korvane"},
         {"launch 'SimCamera ! PngStorage File=/proc/self/f_%d.png' --frames 1", 1,
          "cannot write files into /proc/self: Permission denied"},
-        {"launch 'SimCamera Width=0' --frames 1", 1,
-         "korvane: ERROR: [SimCamera] [Camera] cannot start: \"Width\" 0 is out of its range 1 "
-         "to 16384.\nkorvane: the device SimCamera did not start\n"},
+        {"launch 'SimCamera Width=0' --frames 1", 2,
+         "korvane: ERROR: [SimCamera] [Camera] \"Width\" 0 is out of its range 1 to 16384; the "
+         "settings stay as they were.\n"},
         {"launch 'SimCamera Width=32 Height=24 ! ApplyLut ! PnmStorage File=f_%d.pgm' -n 2", 1,
          "PnmStorage could not save frame 0 to "},
         {"run no-such-file.txt", 2, "cannot read the run file no-such-file.txt"},
