@@ -370,17 +370,15 @@ TEST_F(Korvane, NullSinkCountsExactlyTheFramesAskedFor) {
     EXPECT_TRUE(run.err.empty()) << run.err;  // no progress when stderr is no terminal
 }
 
-// A live camera does not wait for the chain: what the PNG writer cannot take is dropped
-// and counted, the files hold the frames that were taken (numbers with gaps).
+// A live camera does not wait for the chain: what the PNG writer cannot take in a
+// second is dropped and counted; the files hold the frames that were taken.
 TEST_F(Korvane, LiveCameraDropsWhatTheChainCannotTakeAndCountsIt) {
     const Result run = korvane(
         "launch 'SimCamera Width=1024 Height=1024 FrameRate=1000 ! PngStorage "
-        "File=live/f_%d.png' --live --buffer 1 --frames 10");
+        "File=live/f_%d.png' --live --buffer 1 --duration 1");
     ASSERT_EQ(run.code, 0) << run.err;
-    EXPECT_EQ(summary(run.out, "frames"), "10");
     EXPECT_GT(std::stoul("0" + summary(run.out, "dropped")), 0u) << run.out;
-    EXPECT_EQ(filesIn(dir.file("live")).size(), 10u);
-    EXPECT_FALSE(showsCounter(readPng(dir.file("live/f_9.png")), 9, 255));
+    EXPECT_EQ(summary(run.out, "frames"), std::to_string(filesIn(dir.file("live")).size()));
 }
 
 TEST_F(Korvane, SnapshotPicksTheStorageByExtensionAndDetectFindsTheCamera) {
